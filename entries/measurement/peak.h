@@ -1,7 +1,11 @@
 #pragma once
 
+#include "nox_export.h"
+
 #include <QMetaType>
 #include <QVector>
+
+class QDataStream;
 
 namespace CommonNOX::Entries::Results::Space2D
 {
@@ -22,6 +26,10 @@ struct PeakData
 
 /// The pulses of one period, contiguous; order within a period is free.
 using PeakVector = QVector<PeakData>;
+
+/// In bulk: a count, then 17 bytes a peak in the order of its fields.
+NOX_EXPORT QDataStream &operator<<(QDataStream &stream, const PeakVector &peaks);
+NOX_EXPORT QDataStream &operator>>(QDataStream &stream, PeakVector &peaks);
 
 } // namespace CommonNOX::Entries::Results::Space2D
 

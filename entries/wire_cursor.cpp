@@ -1,0 +1,419 @@
+#include "entries/wire_cursor.h"
+
+#include <QHash>
+#include <QMetaType>
+#include <QVariant>
+#include <QtEndian>
+
+#include <algorithm>
+#include <cstring>
+#include <shared_mutex>
+
+namespace CommonNOX
+{
+
+namespace
+{
+
+constexpr quint32 NullLength = 0xffffffff;
+// A variant is at least its type id and its null flag, an entry's text at least its length.
+constexpr qint64 SmallestVariant = 5;
+constexpr qint64 SmallestString = 4;
+
+struct Payloads
+{
+    std::shared_mutex mutex;
+    QHash<QByteArray, PayloadSkipper> skippers;
+};
+
+Payloads &payloads()
+{
+    static Payloads instance;
+    return instance;
+}
+
+PayloadSkipper findPayload(const QByteArray &typeName)
+{
+    const std::shared_lock guard(payloads().mutex);
+    return payloads().skippers.value(typeName);
+}
+
+/// Bytes of a type of fixed size: a number of whole bytes and a number of reals.
+struct FixedSize
+{
+    int type;
+    int bytes;
+    int reals;
+};
+
+constexpr FixedSize FixedSizes[] = {
+    {QMetaType::Bool, 1, 0},      {QMetaType::Int, 4, 0},       {QMetaType::UInt, 4, 0},    {QMetaType::LongLong, 8, 0},
+    {QMetaType::ULongLong, 8, 0}, {QMetaType::Double, 0, 1},    {QMetaType::QChar, 2, 0},   {QMetaType::QDate, 8, 0},
+    {QMetaType::QTime, 4, 0},     {QMetaType::QRect, 16, 0},    {QMetaType::QRectF, 0, 4},  {QMetaType::QSize, 8, 0},
+    {QMetaType::QSizeF, 0, 2},    {QMetaType::QLine, 16, 0},    {QMetaType::QLineF, 0, 4},  {QMetaType::QPoint, 8, 0},
+    {QMetaType::QPointF, 0, 2},   {QMetaType::QUuid, 16, 0},    {QMetaType::Long, 8, 0},    {QMetaType::Short, 2, 0},
+    {QMetaType::Char, 1, 0},      {QMetaType::ULong, 8, 0},     {QMetaType::UShort, 2, 0},  {QMetaType::UChar, 1, 0},
+    {QMetaType::Float, 0, 1},     {QMetaType::SChar, 1, 0},     {QMetaType::Nullptr, 0, 0},
+};
+
+const FixedSize *findFixedSize(quint32 type)
+{
+    for (const FixedSize &fixed : FixedSizes) {
+        if (quint32(fixed.type) == type)
+            return &fixed;
+    }
+    return nullptr;
+}
+
+bool isVariableType(int type)
+{
+    switch (type) {
+    case QMetaType::QVariantMap:
+    case QMetaType::QVariantList:
+    case QMetaType::QVariantHash:
+    case QMetaType::QVariant:
+    case QMetaType::QString:
+    case QMetaType::QStringList:
+    case QMetaType::QByteArray:
+    case QMetaType::QByteArrayList:
+    case QMetaType::QBitArray:
+    case QMetaType::QDateTime:
+    case QMetaType::QUrl:
+    case QMetaType::QLocale:
+    case QMetaType::QJsonObject:
+    case QMetaType::QJsonArray:
+    case QMetaType::QJsonDocument:
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+WireCursor::WireCursor(const char *data, qint64 size, const QDataStream &format) :
+    m_data(data), m_size(size), m_bigEndian(format.byteOrder() == QDataStream::BigEndian),
+    m_realSize(format.floatingPointPrecision() == QDataStream::DoublePrecision ? 8 : 4)
+{
+    if (format.version() < QDataStream::Qt_5_2)
+        fail();
+}
+
+bool WireCursor::fail(State state)
+{
+    if (m_state == State::Good)
+        m_state = state;
+    return false;
+}
+
+bool WireCursor::skip(qint64 bytes)
+{
+    if (m_state != State::Good)
+        return false;
+    if (bytes < 0)
+        return fail();
+    if (bytes > getRemaining())
+        return fail(State::PastEnd);
+    m_position += bytes;
+    return true;
+}
+
+template <class T>
+T WireCursor::number(const char *data) const
+{
+    return m_bigEndian ? qFromBigEndian<T>(data) : qFromLittleEndian<T>(data);
+}
+
+bool WireCursor::read(quint8 &value)
+{
+    if (!skip(1))
+        return false;
+    value = quint8(m_data[m_position - 1]);
+    return true;
+}
+
+bool WireCursor::read(quint32 &value)
+{
+    if (!skip(4))
+        return false;
+    value = number<quint32>(m_data + m_position - 4);
+    return true;
+}
+
+bool WireCursor::read(qint64 &value)
+{
+    if (!skip(8))
+        return false;
+    value = number<qint64>(m_data + m_position - 8);
+    return true;
+}
+
+bool WireCursor::read(QString &value)
+{
+    const qint64 start = m_position;
+    if (!skipString())
+        return false;
+    value.clear();
+    const qint64 length = (m_position - start - 4) / 2;
+    value.resize(int(length));
+    for (qint64 i = 0; i < length; ++i)
+        value[int(i)] = QChar(number<quint16>(m_data + start + 4 + 2 * i));
+    return true;
+}
+
+bool WireCursor::read(QByteArray &value)
+{
+    const qint64 start = m_position;
+    if (!skipByteArray())
+        return false;
+    value = QByteArray(m_data + start + 4, int(m_position - start - 4));
+    return true;
+}
+
+bool WireCursor::readCount(quint32 &count, qint64 smallestElement)
+{
+    if (!read(count))
+        return false;
+    return qint64(count) * smallestElement <= getRemaining() || fail(State::PastEnd);
+}
+
+bool WireCursor::skipString()
+{
+    quint32 length = 0;
+    if (!read(length))
+        return false;
+    if (length == NullLength)
+        return true;
+    return length % 2 == 0 ? skip(length) : fail();
+}
+
+bool WireCursor::skipByteArray()
+{
+    quint32 length = 0;
+    return read(length) && (length == NullLength || skip(length));
+}
+
+bool WireCursor::skipCountedStrings()
+{
+    quint32 count = 0;
+    if (!readCount(count, SmallestString))
+        return false;
+    for (quint32 i = 0; i < count; ++i) {
+        if (!skipString())
+            return false;
+    }
+    return true;
+}
+
+bool WireCursor::skipAssociations()
+{
+    quint32 count = 0;
+    if (!readCount(count, SmallestString + SmallestVariant))
+        return false;
+    for (quint32 i = 0; i < count; ++i) {
+        if (!skipString() || !skipVariant())
+            return false;
+    }
+    return true;
+}
+
+bool WireCursor::skipDateTime()
+{
+    quint8 spec = 0;
+    if (!skip(12) || !read(spec))
+        return false;
+    if (spec == Qt::OffsetFromUTC)
+        return skip(4);
+    if (spec != Qt::TimeZone)
+        return spec <= Qt::UTC || fail();
+    QString zone;
+    if (!read(zone))
+        return false;
+    if (zone != QLatin1String("OffsetFromUtc"))
+        return true;
+    // A zone made of an offset spells itself out: id, offset, name, abbreviation, country, comment.
+    return skipString() && skip(4) && skipString() && skipString() && skip(4) && skipString();
+}
+
+bool WireCursor::skipPayload(quint32 type)
+{
+    if (const FixedSize *fixed = findFixedSize(type))
+        return skip(fixed->bytes + qint64(fixed->reals) * m_realSize);
+    quint32 count = 0;
+    switch (int(type)) {
+    case QMetaType::QString:
+    case QMetaType::QLocale:
+        return skipString();
+    case QMetaType::QByteArray:
+    case QMetaType::QUrl:
+    case QMetaType::QJsonObject:
+    case QMetaType::QJsonArray:
+    case QMetaType::QJsonDocument:
+        return skipByteArray();
+    case QMetaType::QStringList:
+        return skipCountedStrings();
+    case QMetaType::QByteArrayList:
+        if (!readCount(count, 4))
+            return false;
+        for (quint32 i = 0; i < count; ++i) {
+            if (!skipByteArray())
+                return false;
+        }
+        return true;
+    case QMetaType::QBitArray:
+        return read(count) && skip((qint64(count) + 7) / 8);
+    case QMetaType::QDateTime:
+        return skipDateTime();
+    case QMetaType::QVariant:
+        return skipVariant();
+    case QMetaType::QVariantList:
+        if (!readCount(count, SmallestVariant))
+            return false;
+        for (quint32 i = 0; i < count; ++i) {
+            if (!skipVariant())
+                return false;
+        }
+        return true;
+    case QMetaType::QVariantMap:
+    case QMetaType::QVariantHash:
+        return skipAssociations();
+    default:
+        // An unknown number would read as an invalid value and leave the stream out of step.
+        return fail();
+    }
+}
+
+bool WireCursor::skipVariant()
+{
+    const Level level(*this);
+    quint32 type = 0;
+    quint8 isNull = 0;
+    if (!level || !read(type) || !read(isNull))
+        return false;
+    if (type == QMetaType::UnknownType)
+        return true;
+    if (type != QMetaType::User)
+        return skipPayload(type);
+    QByteArray name;
+    if (!read(name))
+        return false;
+    if (name.endsWith('\0'))
+        name.chop(1);
+    const PayloadSkipper skipper = findPayload(name);
+    return skipper ? skipper(*this) : fail();
+}
+
+bool WireCursor::skipPng()
+{
+    static constexpr char Signature[] = "\x89PNG\r\n\x1a\n";
+    static constexpr int SignatureSize = sizeof Signature - 1;
+    if (!skip(SignatureSize))
+        return false;
+    if (std::memcmp(m_data + m_position - SignatureSize, Signature, SignatureSize) != 0)
+        return fail();
+    for (;;) {
+        // A chunk is its length, its type, its bytes and a checksum; always in network order.
+        if (!skip(8))
+            return false;
+        const char *chunk = m_data + m_position - 8;
+        if (!skip(qint64(qFromBigEndian<quint32>(chunk)) + 4))
+            return false;
+        if (std::memcmp(chunk + 4, "IEND", 4) == 0)
+            return true;
+    }
+}
+
+bool WireCursor::skipImage()
+{
+    quint32 present = 0;
+    return read(present) && (present == 0 || skipPng());
+}
+
+bool WireCursor::skipPixmapEngine()
+{
+    // Image, file name, size, mode, state.
+    quint32 count = 0;
+    if (!readCount(count, 4 + 4 + 8 + 4 + 4))
+        return false;
+    for (quint32 i = 0; i < count; ++i) {
+        if (!skipImage() || !skipString() || !skip(16))
+            return false;
+    }
+    return true;
+}
+
+bool WireCursor::skipSvgEngine()
+{
+    // File names and compressed documents by state, then pixmaps if a flag says so.
+    quint32 count = 0;
+    if (!readCount(count, 8))
+        return false;
+    for (quint32 i = 0; i < count; ++i) {
+        if (!skip(4) || !skipString())
+            return false;
+    }
+    if (!skip(4) || !readCount(count, 8))
+        return false;
+    for (quint32 i = 0; i < count; ++i) {
+        if (!skip(4) || !skipByteArray())
+            return false;
+    }
+    quint32 hasPixmaps = 0;
+    if (!read(hasPixmaps))
+        return false;
+    if (hasPixmaps == 0)
+        return true;
+    if (!readCount(count, 8))
+        return false;
+    for (quint32 i = 0; i < count; ++i) {
+        if (!skip(4) || !skipImage())
+            return false;
+    }
+    return true;
+}
+
+bool WireCursor::skipIcon()
+{
+    QString engine;
+    if (!read(engine))
+        return false;
+    if (engine.isEmpty())
+        return true;
+    if (engine == QLatin1String("QIconLoaderEngine"))
+        return skipString();
+    if (engine == QLatin1String("QPixmapIconEngine"))
+        return skipPixmapEngine();
+    if (engine == QLatin1String("svg"))
+        return skipSvgEngine();
+    return fail();
+}
+
+bool RegisterPayloadSkipper(const QByteArray &typeName, const PayloadSkipper &skipper)
+{
+    const std::unique_lock guard(payloads().mutex);
+    if (payloads().skippers.contains(typeName))
+        return false;
+    payloads().skippers.insert(typeName, skipper);
+    return true;
+}
+
+bool IsStreamable(const QVariant &value)
+{
+    const int type = value.userType();
+    if (type == QMetaType::QVariantList) {
+        const auto list = value.toList();
+        return std::all_of(list.begin(), list.end(), IsStreamable);
+    }
+    if (type == QMetaType::QVariantMap) {
+        const auto map = value.toMap();
+        return std::all_of(map.begin(), map.end(), IsStreamable);
+    }
+    if (type == QMetaType::QVariantHash) {
+        const auto hash = value.toHash();
+        return std::all_of(hash.begin(), hash.end(), IsStreamable);
+    }
+    return type == QMetaType::UnknownType || findFixedSize(quint32(type)) || isVariableType(type) ||
+           (type >= int(QMetaType::User) && findPayload(QMetaType::typeName(type)));
+}
+
+} // namespace CommonNOX

@@ -1,0 +1,102 @@
+#pragma once
+
+#include "nox_export.h"
+
+#include <QByteArray>
+#include <QDataStream>
+#include <QString>
+
+#include <functional>
+
+namespace CommonNOX
+{
+
+/// Walks over bytes in QDataStream's format without decoding them.
+///
+/// Every operation checks what it needs against the bytes that remain, and turns the cursor bad when they do not
+/// suffice; a bad cursor stays where it is and answers false. Streams written by Qt 5.2 and later, either byte
+/// order and precision.
+class NOX_EXPORT WireCursor
+{
+public:
+    /// Nested lists, maps and entries deeper than this are refused: Qt decodes by recursion.
+    static constexpr int MaximumDepth = 64;
+
+    enum class State {
+        Good,
+        PastEnd, ///< more bytes might have made it good
+        Corrupt, ///< no further byte could
+    };
+
+    WireCursor(const char *data, qint64 size, const QDataStream &format);
+
+    State getState() const { return m_state; }
+    qint64 getPosition() const { return m_position; }
+    qint64 getRemaining() const { return m_size - m_position; }
+    const char *getData() const { return m_data + m_position; }
+    int getRealSize() const { return m_realSize; }
+    bool isBigEndian() const { return m_bigEndian; }
+
+    bool fail(State state = State::Corrupt);
+    bool skip(qint64 bytes);
+    bool read(quint8 &value);
+    bool read(quint32 &value);
+    bool read(qint64 &value);
+    bool read(QString &value);
+    bool read(QByteArray &value);
+    /// Reads an unsigned 32-bit count and refuses one that the remaining bytes cannot hold.
+    bool readCount(quint32 &count, qint64 smallestElement);
+
+    bool skipString();
+    bool skipByteArray();
+    /// A QVariant with its type: known types only.
+    bool skipVariant();
+    /// A QIcon, pixels included.
+    bool skipIcon();
+
+    /// Counts one level of nesting while it lives.
+    class Level
+    {
+    public:
+        explicit Level(WireCursor &cursor) : m_cursor(cursor) { ++m_cursor.m_depth; }
+        Level(const Level &) = delete;
+        Level &operator=(const Level &) = delete;
+        ~Level() { --m_cursor.m_depth; }
+        explicit operator bool() const { return m_cursor.m_depth <= MaximumDepth || m_cursor.fail(); }
+
+    private:
+        WireCursor &m_cursor;
+    };
+
+private:
+    template <class T>
+    T number(const char *data) const;
+    bool skipPayload(quint32 type);
+    bool skipCountedStrings();
+    bool skipAssociations();
+    bool skipDateTime();
+    bool skipPng();
+    bool skipImage();
+    bool skipPixmapEngine();
+    bool skipSvgEngine();
+
+    const char *m_data;
+    qint64 m_size;
+    qint64 m_position = 0;
+    State m_state = State::Good;
+    int m_depth = 0;
+    bool m_bigEndian;
+    int m_realSize;
+};
+
+/// Skips the payload of a user type that stands in a variant; false and a bad cursor when it cannot be one.
+using PayloadSkipper = std::function<bool(WireCursor &)>;
+
+/// Makes a user type known to the reading of entries. `typeName` is its meta-type name; its stream operators must be
+/// registered with Qt as well. False when the name is taken. Any thread.
+NOX_EXPORT bool RegisterPayloadSkipper(const QByteArray &typeName, const PayloadSkipper &skipper);
+
+/// Whether a variant's value can be written into an entry's stream and read back.
+NOX_EXPORT bool IsStreamable(const QVariant &value);
+
+} // namespace CommonNOX
