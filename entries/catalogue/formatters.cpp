@@ -9,6 +9,7 @@
 #include <QLocale>
 #include <QStringList>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -37,7 +38,7 @@ static QString significant(double value)
     qint64 scaled = std::llround(value * std::pow(10.0, decimals));
     for (; decimals > 0 && scaled % 10 == 0; --decimals)
         scaled /= 10;
-    return QLocale().toString(value, 'f', decimals);
+    return QLocale().toString(static_cast<double>(scaled) / std::pow(10.0, decimals), 'f', decimals);
 }
 
 static bool isNumber(const QVariant &value)
@@ -184,9 +185,10 @@ QString duration(const QVariant &value)
     if (!isNumber(value))
         return {};
     const qint64 time = value.toLongLong();
-    if (std::abs(time) < 60000)
+    const quint64 magnitude = time < 0 ? 0 - static_cast<quint64>(time) : static_cast<quint64>(time);
+    if (magnitude < 60000)
         return seconds(static_cast<double>(time) / 1000.0);
-    const qint64 total = std::abs(time) / 1000;
+    const quint64 total = magnitude / 1000;
     return QStringLiteral("%1%2:%3:%4")
         .arg(time < 0 ? QStringLiteral("-") : QString())
         .arg(total / 3600)

@@ -31,9 +31,9 @@ const PropertyTable &DisplayedVoltageScopeV1::Properties()
     // clang-format off
     static const PropertyTable table{
         {Keys::Frequency,      0.0,                  false, "Results/frequency", NOX_LABEL("Frequency"),            Format::hertz},
-        {Keys::MinimumValue,   0.0,                  false, "Results/minimum",   NOX_LABEL("Minimum"),              Format::kilovolts},
-        {Keys::MaximumValue,   0.0,                  false, "Results/maximum",   NOX_LABEL("Maximum"),              Format::kilovolts},
-        {Keys::PeakPeakValue,  0.0,                  false, "Results/extreme",   NOX_LABEL("Peak-to-peak value"),   Format::kilovolts},
+        {Keys::MinimumValue,   0.0,                  false, "Results/minimum",   NOX_LABEL("Minimum"),              Format::number},
+        {Keys::MaximumValue,   0.0,                  false, "Results/maximum",   NOX_LABEL("Maximum"),              Format::number},
+        {Keys::PeakPeakValue,  0.0,                  false, "Results/extreme",   NOX_LABEL("Peak-to-peak value"),   Format::number},
         {Keys::Resolution,     0.0,                  false, "Device/resolution", NOX_LABEL("Time between samples"), Format::milliseconds},
         {Keys::Start,          0.0,                  false, "Common/time",       NOX_LABEL("Start"),                Format::milliseconds},
         {Keys::VoltageSamples, empty<ValueVector>(), false, "Results/voltage",   NOX_LABEL("Voltage"),              Format::values},

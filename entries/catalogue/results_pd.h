@@ -12,7 +12,7 @@ inline constexpr quint32 PeriodFlagMillivolts = 4; ///< charges are in mV
 inline constexpr quint32 PeriodFlagDiscarded = 8;
 
 /// The pulses of a period as diagrams draw them, one value a pulse: charge in the period's unit, phase in degrees,
-/// voltage in kV. Pulses inside a gating window stand apart. Flags are those of the period.
+/// voltage in kV when calibrated, else per unit. Pulses inside a gating window stand apart. Flags are the period's.
 class NOX_EXPORT DisplayedPeriodV1 : public CatalogueEntry<DisplayedPeriodV1>
 {
 public:
@@ -20,8 +20,8 @@ public:
     static const PropertyTable &Properties();
 };
 
-/// One test-voltage period as diagrams draw it: voltages in kV, Frequency in Hz, Resolution (the time between two
-/// samples) and Start (the time of the first sample) in ms.
+/// One test-voltage period as diagrams draw it: voltages in kV when calibrated, else per unit, Frequency in Hz,
+/// Resolution (the time between two samples) and Start (the time of the first sample) in ms.
 class NOX_EXPORT DisplayedVoltageScopeV1 : public CatalogueEntry<DisplayedVoltageScopeV1>
 {
 public:
@@ -79,7 +79,8 @@ public:
     static const PropertyTable &Properties();
 };
 
-/// The raw test-voltage samples of one period; kV are Samples × HardwareCorrection × Calibration.
+/// The raw test-voltage samples of one period; kV are Samples × HardwareCorrection × Calibration. A Calibration of 0
+/// means not calibrated.
 class NOX_EXPORT VoltageScopeV1 : public CatalogueEntry<VoltageScopeV1>
 {
 public:
