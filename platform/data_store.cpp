@@ -27,8 +27,8 @@ namespace
 class StoredEntry final : public DataEntryInterface
 {
 public:
-    StoredEntry(QString kind, QString name, std::weak_ptr<DataStore::State> store) :
-        m_kind(std::move(kind)), m_name(std::move(name)), m_store(std::move(store))
+    StoredEntry(QString kind, QString name, std::size_t retention, std::weak_ptr<DataStore::State> store) :
+        m_kind(std::move(kind)), m_name(std::move(name)), m_retention(retention), m_store(std::move(store))
     {
     }
 
@@ -40,7 +40,7 @@ public:
         const auto store = m_store.lock();
         if (!value.isValid() || !store)
             return false;
-        insert(index, value, store->retention);
+        insert(index, value, m_retention ? m_retention : store->retention.load());
         store->observers.call(*this, index, value);
         return true;
     }
@@ -105,6 +105,7 @@ private:
 
     const QString m_kind;
     const QString m_name;
+    const std::size_t m_retention; // 0: the store's
     const std::weak_ptr<DataStore::State> m_store;
     mutable std::mutex m_mutex;
     Values m_values;
@@ -119,12 +120,13 @@ DataStore::DataStore(std::size_t retention) : d(std::make_shared<State>())
 
 DataStore::~DataStore() = default;
 
-std::shared_ptr<DataEntryInterface> DataStore::createEntry(const QString &kind, const QString &name)
+std::shared_ptr<DataEntryInterface> DataStore::createEntry(const QString &kind, const QString &name,
+                                                           std::size_t retention)
 {
     const std::lock_guard guard(d->mutex);
     auto &entry = d->entries[{kind, name}];
     if (!entry) {
-        entry = std::make_shared<StoredEntry>(kind, name, d);
+        entry = std::make_shared<StoredEntry>(kind, name, retention, d);
         ++d->generation;
     }
     return entry;

@@ -52,8 +52,10 @@ public:
     DataStore &operator=(const DataStore &) = delete;
     ~DataStore();
 
-    /// The entry of that kind and name, made when there is none.
-    std::shared_ptr<DataEntryInterface> createEntry(const QString &kind, const QString &name);
+    /// The entry of that kind and name, made when there is none. It keeps `retention` values, by default as many as
+    /// the store says.
+    std::shared_ptr<DataEntryInterface> createEntry(const QString &kind, const QString &name,
+                                                    std::size_t retention = 0);
     std::shared_ptr<DataEntryInterface> findEntry(const QString &kind, const QString &name) const;
     /// False when there was none. Whoever holds the entry may go on writing; nobody sees it any more.
     bool removeEntry(const QString &kind, const QString &name);

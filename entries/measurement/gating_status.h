@@ -1,11 +1,16 @@
 #pragma once
 
+#include "nox_export.h"
+
 #include <QObject>
 
 namespace CommonNOX
 {
 
-Q_NAMESPACE
+namespace Data
+{
+
+Q_NAMESPACE_EXPORT(NOX_EXPORT)
 
 /// What happens with the pulses that an instrument has marked as lying in a gating window.
 enum class GatingStatus {
@@ -15,5 +20,9 @@ enum class GatingStatus {
     Suppressing = 3, ///< marked pulses are kept but do not count
 };
 Q_ENUM_NS(GatingStatus)
+
+} // namespace Data
+
+using Data::GatingStatus;
 
 } // namespace CommonNOX

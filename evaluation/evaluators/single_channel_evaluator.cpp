@@ -1,0 +1,193 @@
+#include "evaluation/evaluators/single_channel_evaluator.h"
+
+#include "entries/catalogue/results_pd.h"
+#include "entries/measurement/period.h"
+#include "entries/property_keys.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace CommonNOX::Evaluation::Evaluators
+{
+
+using namespace Entries::Results::Space2D;
+using namespace std::chrono_literals;
+using utils::EvaluationQueueWrapper;
+
+namespace
+{
+
+template <class Entry>
+std::shared_ptr<const Entry> entryOf(const QVariant &value)
+{
+    return std::dynamic_pointer_cast<const Entry>(DataEntryFromVariant(value));
+}
+
+QVariantList periodsOf(const PeriodBlockV1 &block)
+{
+    static const QString name = Entries::Keys::Periods;
+    return block.get(name).toList();
+}
+
+} // namespace
+
+SingleChannelEvaluator::SingleChannelEvaluator(QObject *parent) : QueueThread(1ms, parent)
+{
+    setObjectName(QStringLiteral("channel"));
+}
+
+SingleChannelEvaluator::~SingleChannelEvaluator()
+{
+    shutDown();
+}
+
+bool SingleChannelEvaluator::addNewReceivedPeriod(const quint64 &index,
+                                                  const std::shared_ptr<const PeriodBlockV1> &block)
+{
+    const int count = block ? periodsOf(*block).size() : 0;
+    if (count == 0)
+        return false;
+    m_accepted.fetch_add(quint64(count), std::memory_order_release);
+    if (append({index, block}, WhenClosed::Refuse))
+        return true;
+    m_accepted.fetch_sub(quint64(count), std::memory_order_release);
+    return false;
+}
+
+void SingleChannelEvaluator::enableEvaluation(const bool &enable)
+{
+    if (!enable) {
+        requestStop();
+        return;
+    }
+    requestStart([this] {
+        for (const auto &wrapper : m_wrappers)
+            wrapper->launch();
+    });
+}
+
+void SingleChannelEvaluator::setGatingStatus(GatingStatus status)
+{
+    m_pendingGating.set(status);
+}
+
+void SingleChannelEvaluator::setBuildingOptions(const PeriodBuildingOptions &options)
+{
+    m_pendingOptions.set(options);
+}
+
+void SingleChannelEvaluator::processorListChanged(const QList<ProcessorPtr> &processors)
+{
+    m_pendingProcessors.set(processors);
+}
+
+EvaluationProgress SingleChannelEvaluator::getProgress() const
+{
+    // Stage by stage in the direction of travel: what a stage has handed on is counted by the next before.
+    EvaluationProgress progress;
+    progress.accepted = m_accepted.load(std::memory_order_acquire);
+    progress.handedOn = m_handedOn.load(std::memory_order_acquire);
+    progress.dropped = m_dropped.load(std::memory_order_acquire);
+    qint64 completed = std::numeric_limits<qint64>::max();
+    if (progress.handedOn < progress.accepted) {
+        progress.pending = progress.accepted - progress.handedOn;
+        completed = m_handedIndex.load(std::memory_order_acquire);
+    }
+    const std::lock_guard guard(m_wrappersMutex);
+    for (const auto &wrapper : m_wrappers) {
+        const qint64 lastIndex = wrapper->getLastIndex();
+        const quint64 done = wrapper->getDoneCount();
+        const quint64 appended = wrapper->getAppendedCount();
+        if (done == appended)
+            continue;
+        progress.pending += appended - done;
+        completed = std::min(completed, lastIndex);
+    }
+    progress.completedIndex = completed;
+    return progress;
+}
+
+double SingleChannelEvaluator::getLoad() const
+{
+    const std::lock_guard guard(m_wrappersMutex);
+    double load = 0.0;
+    for (const auto &wrapper : m_wrappers)
+        load = std::max(load, wrapper->getLoad());
+    return load;
+}
+
+void SingleChannelEvaluator::takeSettings()
+{
+    m_pendingGating.take(m_gating);
+    m_pendingOptions.take(m_options);
+    QList<ProcessorPtr> processors;
+    if (m_pendingProcessors.take(processors))
+        replaceWrappers(processors);
+}
+
+void SingleChannelEvaluator::process(Batch &batch)
+{
+    evaluatePeriods(batch);
+}
+
+void SingleChannelEvaluator::evaluatePeriods(const Batch &batch)
+{
+    for (const auto &[blockIndex, block] : batch) {
+        quint64 index = blockIndex;
+        const QVariantList periods = periodsOf(*block);
+        for (const QVariant &entry : periods)
+            evaluatePeriod(index++, entry);
+    }
+}
+
+void SingleChannelEvaluator::evaluatePeriod(quint64 index, const QVariant &entry)
+{
+    const auto build = [&](Data::Period &period, const auto &typed) {
+        return typed && period.preProcess(typed, m_gating, m_options.invert, m_options.phaseOffset,
+                                          m_options.phaseSpan, m_options.ignoreCorrections);
+    };
+    const auto period = std::make_shared<Data::Period>();
+    if (build(*period, entryOf<PeriodV2>(entry)) || build(*period, entryOf<PeriodV1>(entry))) {
+        for (const auto &wrapper : m_wrappers)
+            wrapper->appendNewPeriod(index, period);
+    } else {
+        m_dropped.fetch_add(1, std::memory_order_release);
+    }
+    m_handedIndex.store(qint64(index), std::memory_order_release);
+    m_handedOn.fetch_add(1, std::memory_order_release);
+}
+
+void SingleChannelEvaluator::leave(Batch &remaining)
+{
+    for (const auto &block : remaining) {
+        const auto count = quint64(periodsOf(*block.second).size());
+        m_dropped.fetch_add(count, std::memory_order_release);
+        m_handedOn.fetch_add(count, std::memory_order_release);
+    }
+    // All are told before the first is waited for.
+    for (const auto &wrapper : m_wrappers)
+        wrapper->stop();
+    for (const auto &wrapper : m_wrappers)
+        wrapper->waitForEnd();
+}
+
+void SingleChannelEvaluator::replaceWrappers(const QList<ProcessorPtr> &processors)
+{
+    // Those that are left over end with this, joined, when nobody else is kept from looking any more.
+    std::vector<std::unique_ptr<EvaluationQueueWrapper>> wrappers;
+    const std::lock_guard guard(m_wrappersMutex);
+    for (const ProcessorPtr &processor : processors) {
+        const auto running = std::find_if(m_wrappers.begin(), m_wrappers.end(), [&](const auto &wrapper) {
+            return wrapper && wrapper->getProcessor() == processor;
+        });
+        if (running != m_wrappers.end()) {
+            wrappers.push_back(std::move(*running));
+        } else if (processor) {
+            wrappers.push_back(std::make_unique<EvaluationQueueWrapper>(processor));
+            wrappers.back()->launch();
+        }
+    }
+    m_wrappers.swap(wrappers);
+}
+
+} // namespace CommonNOX::Evaluation::Evaluators

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "nox_export.h"
+#include "platform/visitors.h"
+
+#include <QString>
+
+#include <memory>
+
+namespace Utilities
+{
+class DataEntryInterface;
+class DataEntryMonitor;
+} // namespace Utilities
+
+namespace CommonNOX::Evaluation::Processors
+{
+
+using ReaderConstPtr = std::shared_ptr<const Shared::GuiContexts::ReaderInterface>;
+
+/// What every processor has: its device's context, its name and the way to its result entry.
+class NOX_EXPORT BaseProcessor
+{
+public:
+    BaseProcessor(const ReaderConstPtr &deviceContext, const QString &processorName);
+    BaseProcessor(const BaseProcessor &) = delete;
+    BaseProcessor &operator=(const BaseProcessor &) = delete;
+
+    Utilities::GuiContextVisitor getDeviceContext() const { return m_deviceContext; }
+    /// The name under which the processor was created.
+    QString getProcessorName() const { return m_processorName; }
+
+    /// Whether the result entry exists in the data store; as long as it does not, evaluate refuses everything.
+    virtual bool isReady() const;
+
+protected:
+    /// The result entry as the store holds it now, possibly none. The first call asks getEntryName(), so no
+    /// constructor may be the first. One thread at a time.
+    std::shared_ptr<Utilities::DataEntryInterface> getEntry();
+    std::shared_ptr<const Utilities::DataEntryInterface> getEntry() const;
+
+    /// The name under which the data store keeps the results; the entry's kind is the processor's name.
+    virtual QString getEntryName() const = 0;
+
+public:
+    virtual ~BaseProcessor();
+
+private:
+    void follow() const;
+
+    Utilities::GuiContextVisitor m_deviceContext;
+    QString m_processorName;
+    mutable QString m_entryName;
+    std::shared_ptr<Utilities::DataEntryMonitor> m_monitor;
+};
+
+} // namespace CommonNOX::Evaluation::Processors
