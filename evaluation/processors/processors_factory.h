@@ -9,6 +9,16 @@
 
 namespace CommonNOX::Evaluation::Processors
 {
+class ProcessorsFactory;
+}
+
+namespace Shared
+{
+extern template class NOX_EXPORT Singleton<CommonNOX::Evaluation::Processors::ProcessorsFactory>;
+}
+
+namespace CommonNOX::Evaluation::Processors
+{
 
 using DeviceProcessorFactory =
     Shared::Factory<QString, std::shared_ptr<AbstractDeviceProcessor>, const ReaderConstPtr &, const QString &,
@@ -86,8 +96,3 @@ public:
 };
 
 } // namespace CommonNOX::Evaluation::Processors
-
-namespace Shared
-{
-extern template class NOX_EXPORT Singleton<CommonNOX::Evaluation::Processors::ProcessorsFactory>;
-}

@@ -1,0 +1,88 @@
+#include "evaluation/tasks/single_channel_evaluation_task.h"
+
+#include "evaluation/context_keys.h"
+#include "evaluation/evaluators/pd_channel_evaluator.h"
+#include "evaluation/processors/processor_names.h"
+#include "evaluation/tasks/qtut_worker.h"
+
+namespace CommonNOX::Tasks
+{
+
+namespace ContextKeys = Evaluation::ContextKeys;
+using Evaluation::Evaluators::PdChannelEvaluator;
+
+SingleChannelEvaluationTask::SingleChannelEvaluationTask(const std::shared_ptr<Devices::PdDevice> &device, int channel,
+                                                         QObject *parent) :
+    QObject(parent),
+    m_device(device), m_evaluator(std::make_shared<PdChannelEvaluator>(device, channel)),
+    m_processors(MakeSingleChannelProcessorSet(device->getContext(), device->getChannelContext(channel),
+                                               device->getSerialNumber(), unsigned(channel)))
+{
+    follow(ContextKeys::UsedEvaluators, [this](const QVariant &value) { refeshProcessors(value); });
+    for (const auto &key : {ContextKeys::Gating, ContextKeys::Invert, ContextKeys::PhaseOffset,
+                            ContextKeys::PhaseSpan, ContextKeys::IgnoreCorrections})
+        follow(key, [this](const QVariant &) { setupGating(); });
+    for (const auto &key : {ContextKeys::QtUtEnabled, ContextKeys::QtUtInterval})
+        follow(key, [this](const QVariant &) { setupQtUtWorkerThread(); });
+    follow(ContextKeys::Enabled, [this](const QVariant &) { checkIfChannelIsEnabled(); });
+
+    refeshProcessors(m_evaluator->getChannelContext().getProperty(ContextKeys::UsedEvaluators));
+    setupGating();
+    setupQtUtWorkerThread();
+    checkIfChannelIsEnabled();
+}
+
+SingleChannelEvaluationTask::~SingleChannelEvaluationTask()
+{
+    m_subscriptions.clear();
+    m_evaluator->getEvaluator().enableEvaluation(false);
+    m_evaluator->getEvaluator().waitForEnd();
+}
+
+void SingleChannelEvaluationTask::follow(QLatin1String key, std::function<void(const QVariant &)> react)
+{
+    m_subscriptions.push_back(m_evaluator->getChannelContext().subscribeProperty(
+        key, [react](const QString &, const QVariant &value) { react(value); }));
+}
+
+SingleChannelEvaluationTask::SingleChannelEvaluationState SingleChannelEvaluationTask::getEvaluationState() const
+{
+    return m_evaluator->getEvaluationState();
+}
+
+void SingleChannelEvaluationTask::refeshProcessors(const QVariant &value)
+{
+    const std::lock_guard guard(m_mutex);
+    if (m_processors.setNames(Evaluation::Processors::SplitProcessorNames(value.toString())))
+        m_evaluator->getEvaluator().processorListChanged(m_processors.getProcessors());
+}
+
+void SingleChannelEvaluationTask::checkIfChannelIsEnabled()
+{
+    m_evaluator->getEvaluator().enableEvaluation(m_evaluator->isChannelEnabled());
+}
+
+void SingleChannelEvaluationTask::setupGating()
+{
+    const auto context = m_evaluator->getChannelContext();
+    m_evaluator->getEvaluator().setGatingStatus(GatingStatus(context.getProperty(ContextKeys::Gating, 0).toInt()));
+    Evaluation::Evaluators::PeriodBuildingOptions options;
+    options.invert = context.getProperty(ContextKeys::Invert, options.invert).toBool();
+    options.phaseOffset = context.getProperty(ContextKeys::PhaseOffset, options.phaseOffset).toDouble();
+    options.phaseSpan = context.getProperty(ContextKeys::PhaseSpan, options.phaseSpan).toDouble();
+    options.ignoreCorrections = context.getProperty(ContextKeys::IgnoreCorrections, options.ignoreCorrections).toBool();
+    m_evaluator->getEvaluator().setBuildingOptions(options);
+}
+
+void SingleChannelEvaluationTask::setupQtUtWorkerThread()
+{
+    const auto context = m_evaluator->getChannelContext();
+    const std::lock_guard guard(m_mutex);
+    m_qtUtWorker.reset();
+    if (context.getProperty(ContextKeys::QtUtEnabled, false).toBool()) {
+        const int interval = context.getProperty(ContextKeys::QtUtInterval, QtUtWorker::DefaultIntervalMs).toInt();
+        m_qtUtWorker = std::make_unique<QtUtWorker>(m_device->getSerialNumber(), m_evaluator->getChannel(), interval);
+    }
+}
+
+} // namespace CommonNOX::Tasks
