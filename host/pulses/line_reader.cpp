@@ -1,5 +1,7 @@
 #include "host/pulses/line_reader.h"
 
+#include "host/terminal/interruption.h"
+
 #include <QFile>
 #include <QIODevice>
 #include <algorithm>
@@ -65,6 +67,7 @@ void LineReader::close()
     m_begin = m_scanned = m_end = 0;
     m_nul = m_nulInLine = -1;
     m_lineNumber = 0;
+    m_bytesRead = 0;
     m_atEnd = true;
     m_failure.clear();
 }
@@ -140,9 +143,11 @@ qint64 LineReader::readBytes(char *to, qsizetype size)
     ssize_t count = 0;
     do {
         count = ::read(m_fd, to, std::size_t(size));
-    } while (count < 0 && errno == EINTR);
+    } while (count < 0 && errno == EINTR && !isInterrupted());
     if (count < 0)
         m_failure = qt_error_string(errno);
+    else
+        m_bytesRead += quint64(count);
     return count;
 }
 

@@ -44,6 +44,7 @@ public:
 
     quint64 lineNumber() const { return m_lineNumber; }   ///< of the line last read or tried, from 1
     qsizetype nulPosition() const { return m_nulInLine; } ///< offset in bytes within the line, after Status::NulByte
+    quint64 bytesRead() const { return m_bytesRead; }     ///< from a file, since it was opened
     QString failure() const { return m_failure; }         ///< the system's reason
 
 private:
@@ -60,6 +61,7 @@ private:
     qsizetype m_nul = -1; // the first byte 0 in the buffer
     qsizetype m_nulInLine = -1;
     quint64 m_lineNumber = 0;
+    quint64 m_bytesRead = 0;
     bool m_atEnd = true;
     int m_fd = -1;
     QIODevice *m_device = nullptr;

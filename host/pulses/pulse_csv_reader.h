@@ -34,8 +34,8 @@ class PulseCsvReader
 public:
     static constexpr qsizetype DefaultBlockSize = 256 * 1024;
     static constexpr int MaximumPulsesPerPeriod = 4'194'304;
-    /// Different channels in one file; it bounds the memory for finding a period that comes back.
-    static constexpr int MaximumChannels = 65'536;
+    /// Different channels in one file: each is evaluated by threads of its own.
+    static constexpr int MaximumChannels = 256;
 
     explicit PulseCsvReader(qsizetype blockSize = DefaultBlockSize);
 
@@ -48,6 +48,7 @@ public:
 
     PulseCsvResult next();
 
+    quint64 bytesRead() const { return m_lines.bytesRead(); } ///< from the file, since it was opened
     QString error() const { return m_error; } ///< empty while there is none
 
 private:

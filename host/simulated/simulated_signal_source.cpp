@@ -39,8 +39,8 @@ QString SimulatedSignalSettings::error() const
         return QStringLiteral("The number of pulses a period must be 0 to 100000.");
     if (!isWithin(pdCalibration, 1e-4, 1000.0))
         return QStringLiteral("The charge calibration must be 0.0001 to 1000 pC per unit.");
-    if (!isWithin(tvCalibration, 1e-3, 1000.0))
-        return QStringLiteral("The voltage calibration must be 0.001 to 1000 V per unit.");
+    if (!isWithin(tvCalibration, 1e-6, 1.0))
+        return QStringLiteral("The voltage calibration must be 0.000001 to 1 kV per unit.");
     if (repeatProfile && profile.duration() <= 0.0)
         return QStringLiteral("A voltage profile of no duration cannot be repeated.");
     return {};
@@ -99,9 +99,9 @@ qint32 SimulatedSignalSource::rawVoltageAt(qint64 ticks) const
 
 qint32 SimulatedSignalSource::rawVoltage(qint64 ticks, qint64 start, qint64 end) const
 {
-    const double peakVolts = kilovoltsAt(ticks) * 1000.0 * Sqrt2;
+    const double peakKilovolts = kilovoltsAt(ticks) * Sqrt2;
     const double turn = double(ticks - start) / double(end - start);
-    return qint32(std::llround(peakVolts * portableSine(turn) / m_settings.tvCalibration));
+    return qint32(std::llround(peakKilovolts * portableSine(turn) / m_settings.tvCalibration));
 }
 
 std::optional<RawPeriod> SimulatedSignalSource::period(int channel, quint64 index) const

@@ -21,7 +21,7 @@ struct SimulatedSignalSettings
     quint32 sampleRate = 10'000'000; ///< ticks per second, 10 kHz to 1 GHz and at least 1000 a period
     double pulsesPerPeriod = 50.0;   ///< mean at the highest voltage of the profile, 0 to 100000
     double pdCalibration = 0.01;     ///< pC per raw unit, 1e-4 to 1000
-    double tvCalibration = 0.05;     ///< V per raw unit, 1e-3 to 1000
+    double tvCalibration = 5e-5;     ///< kV per raw unit, 1e-6 to 1
     VoltageProfile profile;
     bool repeatProfile = false; ///< begin anew after the last point, instead of staying there
 

@@ -416,7 +416,7 @@ TEST(PulseCsvReader, BoundsTheChannelsOfAFile)
         text += QByteArray::number(channel) + ",0,0,9,1,1,1,1,1,0,,,,\n";
     const Reading reading = readBytes(text);
     EXPECT_EQ(reading.periods.size(), std::size_t(PulseCsvReader::MaximumChannels));
-    EXPECT_EQ(reading.error, "p.csv:65538: column channel: the file has more than 65536 channels.");
+    EXPECT_EQ(reading.error, "p.csv:258: column channel: the file has more than 256 channels.");
 }
 
 TEST(PulseCsvReader, SaysWhyAFileCannotBeRead)

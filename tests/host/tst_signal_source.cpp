@@ -119,8 +119,8 @@ TEST_P(SourceKind, StaysInItsSectorsSignsAndCharges)
             const double charge = peak.amplitude * period.pdCalibration;
             ASSERT_GE(std::abs(charge), expected.smallest);
             ASSERT_LE(std::abs(charge), expected.largest);
-            const double volts = expected.kilovolts * 1000.0 * std::sqrt(2.0) * std::sin(phase * M_PI / 180.0);
-            ASSERT_NEAR(peak.voltage * period.tvCalibration, volts, 0.51 * period.tvCalibration);
+            const double kilovolts = expected.kilovolts * std::sqrt(2.0) * std::sin(phase * M_PI / 180.0);
+            ASSERT_NEAR(peak.voltage * period.tvCalibration, kilovolts, 0.51 * period.tvCalibration);
             const auto sector = std::find_if(expected.sectors.begin(), expected.sectors.end(), [&](const Sector &each) {
                 return phase >= each.from && phase <= each.to && each.sign * charge >= 0.0;
             });
@@ -293,7 +293,7 @@ TEST(SignalSource, RefusesSettingsOutOfRange)
         {[](Settings &s) { s.sampleRate = 49'999; }, "The sample rate must give at least 1000 ticks a period."},
         {[nan](Settings &s) { s.pulsesPerPeriod = nan; }, "The number of pulses a period must be 0 to 100000."},
         {[](Settings &s) { s.pdCalibration = 0.0; }, "The charge calibration must be 0.0001 to 1000 pC per unit."},
-        {[](Settings &s) { s.tvCalibration = -1.0; }, "The voltage calibration must be 0.001 to 1000 V per unit."},
+        {[](Settings &s) { s.tvCalibration = -1.0; }, "The voltage calibration must be 0.000001 to 1 kV per unit."},
         {[](Settings &s) {
              s.profile = profileOf("0:5");
              s.repeatProfile = true;

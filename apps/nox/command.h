@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QCommandLineParser>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace Nox
+{
+
+/// What the process returns.
+enum ExitStatus { Done = 0, Failed = 1, WrongUsage = 2 };
+
+/// One subcommand.
+struct Command
+{
+    const char *name;
+    const char *summary;
+    /// Takes the words after the subcommand's name; returns an ExitStatus.
+    int (*run)(const QStringList &arguments);
+};
+
+int runEvaluate(const QStringList &arguments);
+int runMeasure(const QStringList &arguments);
+int runEntries(const QStringList &arguments);
+
+/// One sentence on standard error, behind the program's name.
+void printMessage(const QString &sentence);
+
+/// A parser of a subcommand's words with --help and --verbose.
+///
+/// `parse` shows the help (and gives Done) or says what is wrong in one sentence (and gives WrongUsage); without a
+/// result the words are fine.
+class CommandLine
+{
+public:
+    /// `synopsis` is what follows the subcommand's name, `example` one line that works.
+    CommandLine(const QString &command, const QString &synopsis, const QString &description, const QString &example);
+
+    QCommandLineParser &parser() { return m_parser; }
+    const QCommandLineParser &parser() const { return m_parser; }
+
+    std::optional<int> parse(const QStringList &arguments, int leastPositional, int mostPositional);
+
+    /// Keeps the first complaint about an option's value.
+    void complain(const QString &sentence);
+    /// The complaint as a message, if there was one.
+    std::optional<int> reportComplaint() const;
+
+    /// The option's value as a finite number within the limits; complains otherwise. Nothing when it is not given.
+    std::optional<double> number(const QString &option, double lowest, double highest);
+    std::optional<qint64> wholeNumber(const QString &option, qint64 lowest, qint64 highest);
+    /// A time such as `10s`, `500ms`, `2min` or a bare number of seconds; the result is in seconds.
+    std::optional<double> duration(const QString &option);
+
+private:
+    QString m_command;
+    QString m_example;
+    QString m_complaint;
+    QCommandLineParser m_parser;
+};
+
+} // namespace Nox

@@ -1,0 +1,121 @@
+#include "apps/nox/evaluator_options.h"
+
+#include "evaluation/processors/processor_names.h"
+#include "host/evaluation/evaluation_session.h"
+#include "host/evaluation/reading_format.h"
+
+#include <limits>
+
+namespace Nox
+{
+
+using CommonNOX::GatingStatus;
+
+namespace
+{
+
+constexpr double Largest = std::numeric_limits<double>::max();
+
+QString text(const char *latin1)
+{
+    return QString::fromLatin1(latin1);
+}
+
+} // namespace
+
+void EvaluatorOptions::addTo(CommandLine &line)
+{
+    line.parser().addOptions({
+        {text("evaluators"), text("Evaluators, separated by \";\" (default: qiec;qmax)."), text("names"),
+         text("qiec;qmax")},
+        {text("gating"), text("Gating status 0 to 3; 3 leaves marked pulses out of the readings."), text("status")},
+        {text("invert"), text("Invert the polarity of the pulses.")},
+        {text("phase-offset"), text("Degrees added to every phase."), text("degrees")},
+        {text("phase-span"), text("Degrees that a period covers, at most 360 are used."), text("degrees")},
+        {text("ignore-corrections"), text("Leave corrections and calibrations out.")},
+        {text("tau1"), text("Decay of the Qiec peak hold in seconds (default: 0.44)."), text("seconds")},
+        {text("tau2"), text("Time constant of the Qiec low passes in seconds (default: 0.5)."), text("seconds")},
+        {text("initial-qiec"), text("Qiec reading to start from (default: 0)."), text("charge")},
+        {text("output"), text("Form of the readings: table, csv or jsonl (default: table)."), text("form"),
+         text("table")},
+        {text("json"), text("Short for --output jsonl.")},
+    });
+}
+
+EvaluatorOptions::EvaluatorOptions(CommandLine &line)
+{
+    const QCommandLineParser &parser = line.parser();
+    m_settings.evaluators = CommonNOX::Evaluation::Processors::SplitProcessorNames(parser.value(text("evaluators")));
+    m_settings.gating = GatingStatus(line.wholeNumber(text("gating"), 0, 3).value_or(0));
+    m_settings.building.invert = parser.isSet(text("invert"));
+    m_settings.building.ignoreCorrections = parser.isSet(text("ignore-corrections"));
+    m_settings.building.phaseOffset = line.number(text("phase-offset"), -Largest, Largest).value_or(0.0);
+    m_settings.building.phaseSpan = line.number(text("phase-span"), -Largest, Largest).value_or(360.0);
+    m_settings.tau1 = line.number(text("tau1"), -Largest, Largest);
+    m_settings.tau2 = line.number(text("tau2"), -Largest, Largest);
+    m_settings.initialQiec = line.number(text("initial-qiec"), -Largest, Largest);
+    readFormat(line);
+}
+
+void EvaluatorOptions::readFormat(CommandLine &line)
+{
+    const QString form = line.parser().isSet(text("json")) ? text("jsonl") : line.parser().value(text("output"));
+    if (form == text("jsonl"))
+        m_format = OutputFormat::JsonLines;
+    else if (form == text("csv"))
+        m_format = OutputFormat::Csv;
+    else if (form != text("table"))
+        line.complain(QStringLiteral("--output: \"%1\" is none of table, csv and jsonl.").arg(form));
+}
+
+bool EvaluatorOptions::dropUnknownEvaluators()
+{
+    const QStringList unknown = NoxHost::EvaluationSession::findUnknownEvaluators(m_settings);
+    for (const QString &name : unknown)
+        m_settings.evaluators.removeAll(name);
+    const QString names = unknown.join(QStringLiteral("\", \""));
+    if (m_settings.evaluators.isEmpty()) {
+        printMessage(unknown.isEmpty() ? text("no evaluators are given.")
+                                       : QStringLiteral("no evaluators are left, \"%1\" is not known.").arg(names));
+        return false;
+    }
+    if (!unknown.isEmpty())
+        printMessage(QStringLiteral("there is no evaluator \"%1\", it is ignored.").arg(names));
+    return true;
+}
+
+std::string formatHeader(OutputFormat format)
+{
+    switch (format) {
+    case OutputFormat::Table:
+        return NoxHost::tableHeader();
+    case OutputFormat::Csv:
+        return NoxHost::csvHeader();
+    case OutputFormat::JsonLines:
+        break;
+    }
+    return {};
+}
+
+std::string formatReading(OutputFormat format, const NoxHost::Reading &reading)
+{
+    switch (format) {
+    case OutputFormat::Table:
+        return NoxHost::toTableLine(reading);
+    case OutputFormat::Csv:
+        return NoxHost::toCsvLines(reading);
+    case OutputFormat::JsonLines:
+        break;
+    }
+    return NoxHost::toJsonLine(reading);
+}
+
+void printLastReadings(const std::vector<NoxHost::Reading> &readings)
+{
+    for (const NoxHost::Reading &reading : readings) {
+        std::fprintf(stderr, "channel %d  %-9s  %s\n", reading.channel, qUtf8Printable(reading.processor),
+                     qUtf8Printable(NoxHost::describeRecord(reading)));
+    }
+}
+
+} // namespace Nox

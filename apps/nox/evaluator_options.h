@@ -1,0 +1,45 @@
+#pragma once
+
+#include "apps/nox/command.h"
+#include "host/evaluation/evaluation_settings.h"
+#include "host/evaluation/reading.h"
+
+#include <string>
+#include <vector>
+
+namespace Nox
+{
+
+/// How readings are printed.
+enum class OutputFormat { Table, Csv, JsonLines };
+
+/// The options that every command has that evaluates: evaluators, gating, building, Qiec, output.
+class EvaluatorOptions
+{
+public:
+    static void addTo(CommandLine &line);
+
+    /// Reads the options; complaints go to the command line.
+    explicit EvaluatorOptions(CommandLine &line);
+
+    const NoxHost::EvaluationSettings &settings() const { return m_settings; }
+    OutputFormat format() const { return m_format; }
+
+    /// Warns of evaluators that nobody knows and leaves them out. False, with a message, when none is left.
+    bool dropUnknownEvaluators();
+
+private:
+    void readFormat(CommandLine &line);
+
+    NoxHost::EvaluationSettings m_settings;
+    OutputFormat m_format = OutputFormat::Table;
+};
+
+/// What stands before the first reading, and a reading.
+std::string formatHeader(OutputFormat format);
+std::string formatReading(OutputFormat format, const NoxHost::Reading &reading);
+
+/// The summary's lines, one a channel with its latest readings.
+void printLastReadings(const std::vector<NoxHost::Reading> &readings);
+
+} // namespace Nox

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "entries/measurement/gating_status.h"
+#include "evaluation/evaluators/single_channel_evaluator.h"
+
+#include <QStringList>
+
+#include <optional>
+
+namespace NoxHost
+{
+
+/// How a measurement is evaluated; the same for all channels.
+struct EvaluationSettings
+{
+    QStringList evaluators;
+    CommonNOX::GatingStatus gating = CommonNOX::GatingStatus::Off;
+    CommonNOX::Evaluation::Evaluators::PeriodBuildingOptions building;
+    std::optional<double> tau1;        ///< seconds
+    std::optional<double> tau2;        ///< seconds
+    std::optional<double> initialQiec; ///< in the channel's PD unit
+};
+
+} // namespace NoxHost

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "host/pulses/raw_period.h"
+
+#include <memory>
+
+namespace CommonNOX::Entries::Results::Space2D
+{
+class PeriodBlockV1;
+class PeriodV2;
+} // namespace CommonNOX::Entries::Results::Space2D
+
+namespace NoxHost
+{
+
+/// The entry of a period as a device hands it to the library, with the extremes of its raw amplitudes.
+std::shared_ptr<CommonNOX::Entries::Results::Space2D::PeriodV2> makePeriodEntry(const RawPeriod &period);
+
+/// A block of the one period.
+std::shared_ptr<const CommonNOX::Entries::Results::Space2D::PeriodBlockV1> makePeriodBlock(const RawPeriod &period);
+
+} // namespace NoxHost

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "host/simulated/simulated_signal_source.h"
+
+#include <QString>
+#include <QUrl>
+
+namespace NoxHost
+{
+
+/// What a URL such as `simulator:?channels=4&speed=0&seed=7` asks for.
+struct SimulatorRequest
+{
+    SimulatedSignalSettings settings;
+    double speed = 1.0; ///< measuring time over real time; 0 is as fast as the evaluation takes it
+};
+
+/// Reads the query items `channels`, `seed`, `speed`, `frequency` (Hz), `pulses` (mean a period), `source` (void,
+/// surface, corona, noise; several separated by commas) and `voltage-profile`. False with one sentence in `error` for
+/// an item that is unknown or out of its range.
+bool readSimulatorUrl(const QUrl &url, SimulatorRequest &request, QString &error);
+
+} // namespace NoxHost
