@@ -59,8 +59,11 @@ private:
             const PulseCsvResult result = m_reader.next();
             if (NoxHost::isInterrupted())
                 return QStringLiteral("interrupted.");
-            if (result.kind == PulseCsvResult::Kind::Error)
+            if (result.kind == PulseCsvResult::Kind::Error) {
+                if (result.doubtedFrom)
+                    m_session.withdrawFrom(*result.doubtedFrom);
                 return result.error;
+            }
             if (result.kind == PulseCsvResult::Kind::End)
                 return {};
             if (m_channel && result.period.channel != *m_channel)

@@ -137,6 +137,7 @@ struct EvaluationSession::Private
     qint64 bytesOnTheirWay = 0;
     quint64 lastIndex = 0;
     bool isFinished = false;
+    std::optional<quint64> withdrawnFrom;
     quint64 periodCount = 0;
     quint64 pulseCount = 0;
 };
@@ -196,10 +197,20 @@ std::vector<Reading> EvaluationSession::takeReadings()
             return {};
         complete = std::min(complete, *firstOpen - 1);
     }
+    if (d->withdrawnFrom) {
+        if (*d->withdrawnFrom == 0)
+            return {};
+        complete = std::min(complete, *d->withdrawnFrom - 1);
+    }
     std::vector<Reading> readings = d->collector.takeUpTo(complete);
     for (const Reading &reading : readings)
         d->lastReadings[{reading.channel, reading.processor}] = reading;
     return readings;
+}
+
+void EvaluationSession::withdrawFrom(quint64 index)
+{
+    d->withdrawnFrom = index;
 }
 
 bool EvaluationSession::finish(const std::function<bool()> &isInterrupted)

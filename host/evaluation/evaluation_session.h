@@ -45,6 +45,8 @@ public:
     /// Readings of all periods that are complete: those before the latest one fed, once every processor is done with
     /// them. In order of period, then channel, then processor; none twice.
     std::vector<Reading> takeReadings();
+    /// From now on readings of periods from this index on are not given out any more.
+    void withdrawFrom(quint64 index);
 
     /// Waits until every queued period has been evaluated. False when it was interrupted.
     bool finish(const std::function<bool()> &isInterrupted = {});

@@ -80,6 +80,7 @@ bool PulseCsvReader::readHeaderLine()
     m_error.clear();
     m_hasCurrent = false;
     m_lastIndexOfChannel.clear();
+    m_doubtedFrom.reset();
     std::string_view line;
     Fault fault;
     if (nextDataLine(line))
@@ -99,18 +100,18 @@ PulseCsvResult PulseCsvReader::next()
         if (nextDataLine(line)) {
             RawPeriod complete;
             if (!takePlainPulse(line) && takeRow(line, complete))
-                return {Kind::Period, std::move(complete), {}};
+                return {Kind::Period, std::move(complete), {}, {}};
         } else if (!m_error.isEmpty()) {
             break;
         } else if (m_hasCurrent) {
-            return {Kind::Period, release(), {}};
+            return {Kind::Period, release(), {}, {}};
         } else if (m_lastIndexOfChannel.empty()) {
             fail(faultAt({}, 0, QStringLiteral("the file holds no rows")), m_lines.lineNumber() + 1);
         } else {
             return {};
         }
     }
-    return {Kind::Error, {}, m_error};
+    return {Kind::Error, {}, m_error, m_doubtedFrom};
 }
 
 // The next line that is neither blank nor a comment; false at the end or with m_error set.
@@ -264,11 +265,13 @@ bool PulseCsvReader::startPeriod(const RawPeriod &period, Fault &fault)
 {
     const bool isFirst = m_lastIndexOfChannel.empty();
     if (!isFirst && period.index < m_lastIndex) {
+        m_doubtedFrom = period.index;
         fault = faultAt(Period, QStringLiteral("%1 comes after period %2").arg(period.index).arg(m_lastIndex));
         return false;
     }
     const auto [last, isNew] = m_lastIndexOfChannel.try_emplace(period.channel, period.index);
     if (!isNew && last->second == period.index) {
+        m_doubtedFrom = period.index;
         fault = faultAt(Period, QStringLiteral("the rows of period %1 of channel %2 do not stand together")
                                     .arg(period.index)
                                     .arg(period.channel));

@@ -5,6 +5,7 @@
 #include "host/pulses/raw_period.h"
 
 #include <map>
+#include <optional>
 #include <string>
 
 namespace NoxHost
@@ -18,6 +19,8 @@ struct PulseCsvResult
     Kind kind = Kind::End;
     RawPeriod period; ///< valid for Kind::Period
     QString error;    ///< for Kind::Error: `FILE:LINE: column COLUMN: ... .`, lines and characters from 1
+    /// For Kind::Error when the row belongs among earlier ones: from this index on, periods that came out are in doubt.
+    std::optional<quint64> doubtedFrom;
 };
 
 /// Reads the pulses of a file, a pipe or a device one period at a time; docs/pulse-csv.md tells the format.
@@ -84,6 +87,7 @@ private:
     std::string
         m_start; // how the current period's rows begin, up to the eleventh field; empty when that cannot be used
     quint64 m_lastIndex = 0;
+    std::optional<quint64> m_doubtedFrom;
     std::map<qint32, quint64> m_lastIndexOfChannel; // empty before the first row
 };
 
