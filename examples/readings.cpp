@@ -1,7 +1,7 @@
 // A host in one page: makes period entries, evaluates them on a channel's threads and prints the weighted charge.
 #include <entries/catalogue/results_pd.h>
 #include <entries/entry_names.h>
-#include <entries/entry_registration.h>
+#include <entries/measurement/peak.h>
 #include <entries/property_keys.h>
 #include <evaluation/evaluators/single_channel_evaluator.h>
 #include <evaluation/tasks/processor_set.h>

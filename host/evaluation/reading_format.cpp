@@ -126,6 +126,12 @@ std::string toCsvLines(const Reading &reading)
 QString describeRecord(const Reading &reading)
 {
     const QString unit = reading.record->get(Keys::Unit).toString();
+    if (reading.record->getProperties().contains(Keys::AbsolutePeakValue)) {
+        return QStringLiteral("%1 %4 peak, + %2 / - %3 %4")
+            .arg(forPeople(reading.record->get(Keys::AbsolutePeakValue)),
+                 forPeople(reading.record->get(Keys::AbsoluteMaximumValue)),
+                 forPeople(reading.record->get(Keys::AbsoluteMinimumValue)), unit);
+    }
     QStringList parts;
     for (const QString &name : reading.record->getPropertyNames()) {
         const QVariant value = reading.record->get(name);
