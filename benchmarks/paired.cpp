@@ -18,9 +18,11 @@ namespace
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-constexpr int Rounds = 41;
-/// Long against the clock's resolution, short against what else the machine does.
-constexpr double TurnSeconds = 0.004;
+/// Long against the clock's resolution, short against the slices in which a busy machine takes the processor away.
+constexpr double TurnSeconds = 0.0003;
+constexpr double RowSeconds = 1.0;
+constexpr int LeastRounds = 15;
+constexpr int MostRounds = 1001;
 
 double timeOf(const Work &work, int passes)
 {
@@ -30,11 +32,16 @@ double timeOf(const Work &work, int passes)
     return Seconds(Clock::now() - begin).count() / (passes * work.items);
 }
 
-int passesInTurn(const Work &work)
+/// Seconds of a pass, once caches and pools are warm.
+double passSeconds(const Work &work)
 {
-    timeOf(work, 1); // warms up
-    const double pass = std::min(timeOf(work, 1), timeOf(work, 1)) * work.items;
-    return std::max(1, int(std::lround(TurnSeconds / pass)));
+    timeOf(work, 1);
+    return std::min({timeOf(work, 1), timeOf(work, 1), timeOf(work, 1)}) * work.items;
+}
+
+int passesIn(double seconds, double pass)
+{
+    return std::max(1, int(std::lround(seconds / pass)));
 }
 
 double median(std::vector<double> values)
@@ -92,10 +99,15 @@ bool printRatio(const Pair &pair)
 
 double MeasureRatio(const Contest &contest, const Limit &limit)
 {
-    const int subjectPasses = passesInTurn(contest.subject);
-    const int peerPasses = passesInTurn(contest.peer);
+    const double subjectPass = passSeconds(contest.subject);
+    const double peerPass = passSeconds(contest.peer);
+    // Of equal length, so that other programs disturb both sides alike.
+    const double turn = std::max({TurnSeconds, subjectPass, peerPass});
+    const int subjectPasses = passesIn(turn, subjectPass);
+    const int peerPasses = passesIn(turn, peerPass);
+    const int rounds = int(RowSeconds / (2 * turn));
     std::vector<double> ratios;
-    for (int round = 0; round < Rounds; ++round) {
+    for (int round = 0; round < std::clamp(rounds, LeastRounds, MostRounds); ++round) {
         // In turn first and second, so that a drift of the clock rate favours neither.
         const bool subjectFirst = round % 2 == 0;
         double subject = subjectFirst ? timeOf(contest.subject, subjectPasses) : 0.0;
