@@ -53,16 +53,25 @@ def grow(path, begin, end):
     subprocess.run([sys.executable, __file__, "--append", path, str(begin), str(end)], check=True)
 
 
-def evaluate(command, path):
+def evaluate(command, path, output=os.devnull):
     """Seconds and the peak of resident memory in MB."""
     begin = time.monotonic()
-    with open(os.devnull, "w") as nowhere:
-        child = subprocess.Popen(command + ["evaluate", path], stdout=nowhere)
+    with open(output, "w") as out:
+        child = subprocess.Popen(command + ["evaluate", path], stdout=out)
         _, status, usage = os.wait4(child.pid, 0)
         child.returncode = os.waitstatus_to_exitcode(status)
     if child.returncode != 0:
         raise RuntimeError(f"exit status {child.returncode}")
     return time.monotonic() - begin, usage.ru_maxrss / 1024
+
+
+def evaluate_and_look(command, path):
+    """The same, provided that something was evaluated."""
+    output = path + ".readings"
+    measured = evaluate(command, path, output)
+    if os.path.getsize(output) == 0:
+        raise RuntimeError("no readings")
+    return measured
 
 
 def parse_with_pandas(path):
@@ -92,7 +101,7 @@ def measure_time(command, path):
 def measure(command, wanted, path):
     met = True
     grow(path, 0, SMALL)
-    small = evaluate(command, path)[1]
+    small = evaluate_and_look(command, path)[1]
     grow(path, SMALL, TIMED)
     if TIME_ROW in wanted:
         met = measure_time(command, path)
