@@ -9,11 +9,12 @@ namespace CommonNOX
 
 void DataEntryProperty::Traits::encode() const
 {
-    std::call_once(m_encoded, [this] {
-        QDataStream head(&m_head, QIODevice::WriteOnly);
+    std::call_once(m_encodeOnce, [this] {
+        QDataStream head(&m_encoded.head, QIODevice::WriteOnly);
         head << name;
-        QDataStream tail(&m_tail, QIODevice::WriteOnly);
+        QDataStream tail(&m_encoded.tail, QIODevice::WriteOnly);
         tail << searchable << icon << description;
+        m_isEncoded.store(true, std::memory_order_release);
     });
 }
 
@@ -24,9 +25,8 @@ DataEntryProperty::DataEntryProperty()
 }
 
 DataEntryProperty::DataEntryProperty(const QString &name, const QVariant &value, bool searchable, const QIcon &icon,
-                                     const QString &description,
-                                     const DescriptionTranslator &descriptionTranslator) :
-    m_value(value)
+                                     const QString &description, const DescriptionTranslator &descriptionTranslator)
+    : m_value(value)
 {
     Traits traits;
     traits.name = name;

@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 
+#include <atomic>
 #include <mutex>
 
 namespace CommonNOX
@@ -19,30 +20,31 @@ struct DataEntryProperty::Traits
     DescriptionTranslator translator;
 
     Traits() = default;
-    Traits(const Traits &other) :
-        name(other.name), searchable(other.searchable), icon(other.icon), description(other.description),
-        translator(other.translator)
-    {
-    }
+    Traits(const Traits &other)
+        : name(other.name), searchable(other.searchable), icon(other.icon), description(other.description),
+          translator(other.translator)
+    {}
 
     /// The bytes of a property record before and behind its value, in a data stream's default format.
-    const QByteArray &encodedHead() const
+    struct Encoded
     {
-        encode();
-        return m_head;
-    }
-    const QByteArray &encodedTail() const
+        QByteArray head;
+        QByteArray tail;
+    };
+    const Encoded &encoded() const
     {
-        encode();
-        return m_tail;
+        // Asking the once-flag alone costs as much as writing a value.
+        if (!m_isEncoded.load(std::memory_order_acquire))
+            encode();
+        return m_encoded;
     }
 
 private:
     void encode() const;
 
-    mutable std::once_flag m_encoded;
-    mutable QByteArray m_head;
-    mutable QByteArray m_tail;
+    mutable std::once_flag m_encodeOnce;
+    mutable std::atomic<bool> m_isEncoded = false;
+    mutable Encoded m_encoded;
 };
 
 } // namespace CommonNOX

@@ -193,24 +193,25 @@ bool isDefaultFormat(const QDataStream &stream)
 
 void EntryStream::Write(QDataStream &stream, const DataEntry &entry)
 {
-    const bool encoded = isDefaultFormat(stream);
+    const bool defaultFormat = isDefaultFormat(stream);
+    const auto writeEncoded = [&](const QByteArray &bytes) { stream.writeRawData(bytes.constData(), bytes.size()); };
     stream << entry.m_guid << qint64(entry.m_propertyNames.size());
     for (const QString &name : entry.m_propertyNames) {
         const auto property = entry.m_properties.constFind(name);
         const DataEntryProperty::Traits &traits = *property->m_traits;
-        if (encoded)
-            stream.writeRawData(traits.encodedHead().constData(), traits.encodedHead().size());
+        if (defaultFormat)
+            writeEncoded(traits.encoded().head);
         else
             stream << name;
         if (IsStreamable(property->m_value)) {
             stream << property->m_value;
         } else {
-            qCWarning(libraryLog, "DataEntry() cannot stream the value of property=%s data type=%s", qUtf8Printable(name),
-                      property->m_value.typeName());
+            qCWarning(libraryLog, "DataEntry() cannot stream the value of property=%s data type=%s",
+                      qUtf8Printable(name), property->m_value.typeName());
             stream << QVariant();
         }
-        if (encoded)
-            stream.writeRawData(traits.encodedTail().constData(), traits.encodedTail().size());
+        if (defaultFormat)
+            writeEncoded(traits.encoded().tail);
         else
             stream << traits.searchable << traits.icon << traits.description;
     }
@@ -223,8 +224,7 @@ void EntryStream::Read(QDataStream &stream, DataEntry &entry)
     qint64 end = 0;
     const bool good = walkWindow(stream, window, [&](WireCursor &cursor) {
         found = {};
-        const bool walked = readHead(cursor, found) &&
-                            (found.guid != entry.m_guid || readRecords(cursor, found));
+        const bool walked = readHead(cursor, found) && (found.guid != entry.m_guid || readRecords(cursor, found));
         end = cursor.getPosition();
         return walked;
     });

@@ -21,7 +21,7 @@ public:
     void give(EvaluatedEventVector &&buffer);
 
 private:
-    static constexpr std::size_t MaximumBuffers = 256;
+    static constexpr std::size_t MaximumBuffers = 1024;
     static constexpr qint64 MaximumEvents = 512 * 1024; // 20 MB
 
     std::mutex m_mutex;
