@@ -78,12 +78,14 @@ struct ConfigurationTree::Private
             return;
         delivery.running = true;
         while (!delivery.waiting.empty()) {
-            const QVariant next = std::move(delivery.waiting.front());
+            QVariant next = std::exchange(delivery.waiting.front(), QVariant());
             delivery.waiting.pop_front();
             const auto lists = listeners(path);
             lock.unlock();
             for (const auto &list : lists)
                 callGuarded(*list, path, next);
+            // It may be the last of the value, whose destructor may come back to the tree.
+            next.clear();
             lock.lock();
         }
         deliveries.erase(path);
