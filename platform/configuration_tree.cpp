@@ -68,7 +68,8 @@ struct ConfigurationTree::Private
     }
 
     /// Queues the value and, unless a thread delivers this path already, delivers until the queue is empty.
-    void deliver(std::unique_lock<std::mutex> &lock, const QString &path, const QVariant &value)
+    /// The path is a copy: a call-back may destroy the owner of the writer's.
+    void deliver(std::unique_lock<std::mutex> &lock, const QString path, const QVariant &value)
     {
         if (listeners(path).empty())
             return;
