@@ -61,7 +61,7 @@ struct ConfigurationTree::Private
         if (const auto exact = subscribers.find(path); exact != subscribers.end())
             result.push_back(exact->second);
         for (const auto &[root, list] : groupSubscribers) {
-            if (path == root || path.startsWith(root + separator()))
+            if (root.isEmpty() || path == root || path.startsWith(root + separator()))
                 result.push_back(list);
         }
         return result;
