@@ -36,6 +36,8 @@ struct EntryBytes
     qint64 count = 0;
     qint64 headEnd = 0;
     std::vector<Record> records;
+
+    bool isNull() const { return guid.isEmpty() && count == 0; }
 };
 
 bool skipRecord(WireCursor &cursor, Record *record)
@@ -205,8 +207,8 @@ void EntryStream::Write(QDataStream &stream, const DataEntry &entry)
         if (IsStreamable(property->m_value)) {
             stream << property->m_value;
         } else {
-            qCWarning(libraryLog, "DataEntry() cannot stream the value of property=%s data type=%s", qUtf8Printable(name),
-                      property->m_value.typeName());
+            qCWarning(libraryLog, "DataEntry() cannot stream the value of property=%s data type=%s",
+                      qUtf8Printable(name), property->m_value.typeName());
             stream << QVariant();
         }
         if (encoded)
@@ -216,25 +218,25 @@ void EntryStream::Write(QDataStream &stream, const DataEntry &entry)
     }
 }
 
-void EntryStream::Read(QDataStream &stream, DataEntry &entry)
+bool EntryStream::Read(QDataStream &stream, DataEntry &entry)
 {
     Window window(stream);
     EntryBytes found;
     qint64 end = 0;
     const bool good = walkWindow(stream, window, [&](WireCursor &cursor) {
         found = {};
-        const bool walked = readHead(cursor, found) &&
-                            (found.guid != entry.m_guid || readRecords(cursor, found));
+        const bool walked = readHead(cursor, found) && (found.guid != entry.m_guid || readRecords(cursor, found));
         end = cursor.getPosition();
         return walked;
     });
     if (!good)
-        return;
+        return false;
     for (const Record &record : found.records) {
         if (entry.m_properties.contains(record.name))
             entry.set(record.name, decodeValue(stream, window.getBytes(), record));
     }
     stream.skipRawData(int(end));
+    return !found.isNull();
 }
 
 DataEntryPtr EntryStream::ReadAny(QDataStream &stream)
@@ -276,8 +278,7 @@ bool EntryStream::Skip(WireCursor &cursor, const QString &guid)
     EntryBytes entry;
     if (!level || !readHead(cursor, entry) || !checkCount(cursor, entry.count))
         return false;
-    const bool isNull = entry.guid.isEmpty() && entry.count == 0;
-    if (!isNull && !guid.isEmpty() && entry.guid != guid)
+    if (!entry.isNull() && !guid.isEmpty() && entry.guid != guid)
         return cursor.fail();
     for (qint64 i = 0; i < entry.count; ++i) {
         if (!skipRecord(cursor, nullptr))
