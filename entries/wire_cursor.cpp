@@ -1,7 +1,9 @@
 #include "entries/wire_cursor.h"
 
+#include <QDateTime>
 #include <QHash>
 #include <QMetaType>
+#include <QTimeZone>
 #include <QVariant>
 #include <QtEndian>
 
@@ -397,12 +399,20 @@ bool RegisterPayloadSkipper(const QByteArray &typeName, const PayloadSkipper &sk
     return true;
 }
 
+/// A time read with a zone that this machine does not know holds none, and Qt would follow a null pointer to write it.
+static bool hasKnownZone(const QDateTime &time)
+{
+    return time.timeSpec() != Qt::TimeZone || time.timeZone().isValid();
+}
+
 bool IsStreamable(const QVariant &value, int levels)
 {
     const int type = value.userType();
     const auto isGood = [levels](const QVariant &inner) { return IsStreamable(inner, levels - 1); };
     if (levels <= 0)
         return false;
+    if (type == QMetaType::QDateTime)
+        return hasKnownZone(value.toDateTime());
     if (type == QMetaType::QVariant)
         return isGood(*static_cast<const QVariant *>(value.constData()));
     if (type == QMetaType::QVariantList) {
