@@ -75,6 +75,7 @@ private:
     bool skipCountedStrings();
     bool skipAssociations();
     bool skipDateTime();
+    bool readZone(QString &zone);
     bool skipPng();
     bool skipImage();
     bool skipPixmapEngine();
