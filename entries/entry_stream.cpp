@@ -92,9 +92,10 @@ public:
     explicit Window(QDataStream &stream) : m_stream(stream)
     {
         QIODevice *device = stream.device();
-        if (!device)
+        if (!device || !device->isReadable())
             return;
-        m_available = device->bytesAvailable();
+        // A sequential device need not know what is still to come.
+        m_available = device->isSequential() ? std::numeric_limits<int>::max() : device->bytesAvailable();
         if (const auto *buffer = qobject_cast<QBuffer *>(device))
             m_bytes = QByteArray::fromRawData(buffer->buffer().constData() + device->pos(), int(m_available));
         else
@@ -107,7 +108,7 @@ public:
     {
         if (m_bytes.size() >= m_available)
             return false;
-        const qint64 wanted = std::min<qint64>(m_available, qint64(m_bytes.size()) * 4);
+        const qint64 wanted = std::min(m_available, std::max(FirstWindow, qint64(m_bytes.size()) * 4));
         const int before = m_bytes.size();
         m_bytes = m_stream.device()->peek(wanted);
         return m_bytes.size() > before;
