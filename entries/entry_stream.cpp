@@ -7,7 +7,9 @@
 #include <QBuffer>
 #include <QtEndian>
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 #include <vector>
 
 namespace CommonNOX
@@ -187,6 +189,37 @@ QVariant decodeValue(const QDataStream &format, const QByteArray &bytes, const R
     return value;
 }
 
+/// Values hold entries by pointer, so a ring of them would be written without end.
+class Writing
+{
+public:
+    explicit Writing(const DataEntry &entry)
+        : m_levelsLeft(WireCursor::MaximumDepth - LevelsOfEntry * int(open().size()))
+    {
+        m_good = m_levelsLeft > 0 && std::find(open().begin(), open().end(), &entry) == open().end();
+        open().push_back(&entry);
+    }
+    Writing(const Writing &) = delete;
+    Writing &operator=(const Writing &) = delete;
+    ~Writing() { open().pop_back(); }
+
+    explicit operator bool() const { return m_good; }
+    int getLevelsLeft() const { return m_levelsLeft; }
+
+private:
+    static constexpr int LevelsOfEntry = 2; // the value that holds it and itself
+
+    /// The entries that this thread is writing, each held by the one before.
+    static std::vector<const DataEntry *> &open()
+    {
+        static thread_local std::vector<const DataEntry *> entries;
+        return entries;
+    }
+
+    const int m_levelsLeft;
+    bool m_good = false;
+};
+
 bool isDefaultFormat(const QDataStream &stream)
 {
     return stream.byteOrder() == QDataStream::BigEndian && stream.version() >= QDataStream::Qt_5_2;
@@ -196,6 +229,13 @@ bool isDefaultFormat(const QDataStream &stream)
 
 void EntryStream::Write(QDataStream &stream, const DataEntry &entry)
 {
+    const Writing writing(entry);
+    if (!writing) {
+        qCWarning(libraryLog, "DataEntry() cannot stream an entry that holds itself or lies too deep guid=%s",
+                  qUtf8Printable(entry.m_guid));
+        WriteNull(stream);
+        return;
+    }
     const bool encoded = isDefaultFormat(stream);
     stream << entry.m_guid << qint64(entry.m_propertyNames.size());
     for (const QString &name : entry.m_propertyNames) {
@@ -205,7 +245,7 @@ void EntryStream::Write(QDataStream &stream, const DataEntry &entry)
             stream.writeRawData(traits.encodedHead().constData(), traits.encodedHead().size());
         else
             stream << name;
-        if (IsStreamable(property->m_value)) {
+        if (IsStreamable(property->m_value, writing.getLevelsLeft())) {
             stream << property->m_value;
         } else {
             qCWarning(libraryLog, "DataEntry() cannot stream the value of property=%s data type=%s",
