@@ -3,7 +3,9 @@
 #include "entries/widget_creators.h"
 #include "entries/wildcard.h"
 
+#include <algorithm>
 #include <mutex>
+#include <vector>
 
 namespace CommonNOX
 {
@@ -26,26 +28,28 @@ InstalledCreators &installedCreators()
     return instance;
 }
 
-void collectSearchable(const DataEntry &entry, const QStringList &way, QList<QStringList> &paths)
+void collectSearchable(const DataEntry &entry, const QStringList &way, std::vector<const DataEntry *> &owners,
+                       QList<QStringList> &paths)
 {
-    if (way.size() >= MaximumNesting)
+    if (way.size() >= MaximumNesting || std::find(owners.begin(), owners.end(), &entry) != owners.end())
         return;
+    owners.push_back(&entry);
     for (const QString &name : entry.getPropertyNames()) {
         const DataEntryProperty property = entry.getProperty(name);
         const QStringList path = way + QStringList(name);
         if (property.isSearchable())
             paths.append(path);
         if (const auto nested = DataEntryFromVariant(property.getValue()))
-            collectSearchable(*nested, path, paths);
+            collectSearchable(*nested, path, owners, paths);
     }
+    owners.pop_back();
 }
 
 } // namespace
 
 DataEntry::DataEntry() = default;
 
-DataEntry::DataEntry(const QString &guid, const QList<DataEntryProperty> &properties) :
-    m_isDefault(false), m_guid(guid)
+DataEntry::DataEntry(const QString &guid, const QList<DataEntryProperty> &properties) : m_isDefault(false), m_guid(guid)
 {
     m_properties.reserve(properties.size());
     for (const DataEntryProperty &property : properties) {
@@ -57,9 +61,9 @@ DataEntry::DataEntry(const QString &guid, const QList<DataEntryProperty> &proper
     }
 }
 
-DataEntry::DataEntry(const DataEntry &other) :
-    m_isDefault(other.m_isDefault), m_guid(other.m_guid), m_properties(other.m_properties),
-    m_propertyNames(other.m_propertyNames)
+DataEntry::DataEntry(const DataEntry &other)
+    : m_isDefault(other.m_isDefault), m_guid(other.m_guid), m_properties(other.m_properties),
+      m_propertyNames(other.m_propertyNames)
 {
     // A property's value can be set through a constant entry, so the nodes must not be shared with the other.
     m_properties.detach();
@@ -172,9 +176,8 @@ QWidget *DataEntry::CreatePropertyDisplayWidget(const ReaderConstPtr &reader, co
     return entry && create ? create(reader, entry, name, title, readOnly, parent) : nullptr;
 }
 
-QWidget *DataEntry::CreateQueryWidget(const ReaderConstPtr &reader, const DataEntryConstPtr &entry,
-                                      const QString &name, const QString &title, const QStringList &names,
-                                      QWidget *parent)
+QWidget *DataEntry::CreateQueryWidget(const ReaderConstPtr &reader, const DataEntryConstPtr &entry, const QString &name,
+                                      const QString &title, const QStringList &names, QWidget *parent)
 {
     const auto create = GetWidgetCreators().query;
     return entry && create ? create(reader, entry, name, title, names, parent) : nullptr;
@@ -201,8 +204,9 @@ DataEntryConstPtr DataEntryFromVariant(const QVariant &value)
 QList<QStringList> FindSearchablePropertiesForDataEntry(const DataEntry &entry)
 {
     QList<QStringList> paths;
+    std::vector<const DataEntry *> owners;
     if (!entry.isDefault())
-        collectSearchable(entry, {}, paths);
+        collectSearchable(entry, {}, owners, paths);
     return paths;
 }
 

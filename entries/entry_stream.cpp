@@ -7,7 +7,9 @@
 #include <QBuffer>
 #include <QtEndian>
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 #include <vector>
 
 namespace CommonNOX
@@ -36,6 +38,8 @@ struct EntryBytes
     qint64 count = 0;
     qint64 headEnd = 0;
     std::vector<Record> records;
+
+    bool isNull() const { return guid.isEmpty() && count == 0; }
 };
 
 bool skipRecord(WireCursor &cursor, Record *record)
@@ -90,9 +94,10 @@ public:
     explicit Window(QDataStream &stream) : m_stream(stream)
     {
         QIODevice *device = stream.device();
-        if (!device)
+        if (!device || !device->isReadable())
             return;
-        m_available = device->bytesAvailable();
+        // A sequential device need not know what is still to come.
+        m_available = device->isSequential() ? std::numeric_limits<int>::max() : device->bytesAvailable();
         if (const auto *buffer = qobject_cast<QBuffer *>(device))
             m_bytes = QByteArray::fromRawData(buffer->buffer().constData() + device->pos(), int(m_available));
         else
@@ -105,7 +110,7 @@ public:
     {
         if (m_bytes.size() >= m_available)
             return false;
-        const qint64 wanted = std::min<qint64>(m_available, qint64(m_bytes.size()) * 4);
+        const qint64 wanted = std::min(m_available, std::max(FirstWindow, qint64(m_bytes.size()) * 4));
         const int before = m_bytes.size();
         m_bytes = m_stream.device()->peek(wanted);
         return m_bytes.size() > before;
@@ -184,6 +189,37 @@ QVariant decodeValue(const QDataStream &format, const QByteArray &bytes, const R
     return value;
 }
 
+/// Values hold entries by pointer, so a ring of them would be written without end.
+class Writing
+{
+public:
+    explicit Writing(const DataEntry &entry)
+        : m_levelsLeft(WireCursor::MaximumDepth - LevelsOfEntry * int(open().size()))
+    {
+        m_good = m_levelsLeft > 0 && std::find(open().begin(), open().end(), &entry) == open().end();
+        open().push_back(&entry);
+    }
+    Writing(const Writing &) = delete;
+    Writing &operator=(const Writing &) = delete;
+    ~Writing() { open().pop_back(); }
+
+    explicit operator bool() const { return m_good; }
+    int getLevelsLeft() const { return m_levelsLeft; }
+
+private:
+    static constexpr int LevelsOfEntry = 2; // the value that holds it and itself
+
+    /// The entries that this thread is writing, each held by the one before.
+    static std::vector<const DataEntry *> &open()
+    {
+        static thread_local std::vector<const DataEntry *> entries;
+        return entries;
+    }
+
+    const int m_levelsLeft;
+    bool m_good = false;
+};
+
 bool isDefaultFormat(const QDataStream &stream)
 {
     return stream.byteOrder() == QDataStream::BigEndian && stream.version() >= QDataStream::Qt_5_2;
@@ -193,6 +229,13 @@ bool isDefaultFormat(const QDataStream &stream)
 
 void EntryStream::Write(QDataStream &stream, const DataEntry &entry)
 {
+    const Writing writing(entry);
+    if (!writing) {
+        qCWarning(libraryLog, "DataEntry() cannot stream an entry that holds itself or lies too deep guid=%s",
+                  qUtf8Printable(entry.m_guid));
+        WriteNull(stream);
+        return;
+    }
     const bool defaultFormat = isDefaultFormat(stream);
     const auto writeEncoded = [&](const QByteArray &bytes) { stream.writeRawData(bytes.constData(), bytes.size()); };
     stream << entry.m_guid << qint64(entry.m_propertyNames.size());
@@ -203,7 +246,7 @@ void EntryStream::Write(QDataStream &stream, const DataEntry &entry)
             writeEncoded(traits.encoded().head);
         else
             stream << name;
-        if (IsStreamable(property->m_value)) {
+        if (IsStreamable(property->m_value, writing.getLevelsLeft())) {
             stream << property->m_value;
         } else {
             qCWarning(libraryLog, "DataEntry() cannot stream the value of property=%s data type=%s",
@@ -217,7 +260,7 @@ void EntryStream::Write(QDataStream &stream, const DataEntry &entry)
     }
 }
 
-void EntryStream::Read(QDataStream &stream, DataEntry &entry)
+bool EntryStream::Read(QDataStream &stream, DataEntry &entry)
 {
     Window window(stream);
     EntryBytes found;
@@ -229,12 +272,13 @@ void EntryStream::Read(QDataStream &stream, DataEntry &entry)
         return walked;
     });
     if (!good)
-        return;
+        return false;
     for (const Record &record : found.records) {
         if (entry.m_properties.contains(record.name))
             entry.set(record.name, decodeValue(stream, window.getBytes(), record));
     }
     stream.skipRawData(int(end));
+    return !found.isNull();
 }
 
 DataEntryPtr EntryStream::ReadAny(QDataStream &stream)
@@ -276,8 +320,7 @@ bool EntryStream::Skip(WireCursor &cursor, const QString &guid)
     EntryBytes entry;
     if (!level || !readHead(cursor, entry) || !checkCount(cursor, entry.count))
         return false;
-    const bool isNull = entry.guid.isEmpty() && entry.count == 0;
-    if (!isNull && !guid.isEmpty() && entry.guid != guid)
+    if (!entry.isNull() && !guid.isEmpty() && entry.guid != guid)
         return cursor.fail();
     for (qint64 i = 0; i < entry.count; ++i) {
         if (!skipRecord(cursor, nullptr))

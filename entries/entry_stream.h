@@ -25,7 +25,8 @@ class NOX_EXPORT EntryStream
 {
 public:
     static void Write(QDataStream &stream, const DataEntry &entry);
-    static void Read(QDataStream &stream, DataEntry &entry);
+    /// False when nothing was read or the bytes stand for a null pointer.
+    static bool Read(QDataStream &stream, DataEntry &entry);
     /// Reads an entry of whatever class: a registered one as an instance of its class, another as a plain entry.
     /// Null for what stands for a null pointer, and when the stream turns bad.
     static DataEntryPtr ReadAny(QDataStream &stream);
@@ -57,8 +58,8 @@ template <EntryClass Entry>
 QDataStream &operator>>(QDataStream &stream, std::shared_ptr<Entry> &entry)
 {
     auto read = std::make_shared<std::remove_const_t<Entry>>();
-    EntryStream::Read(stream, *read);
-    entry = read;
+    const bool isEntry = EntryStream::Read(stream, *read) || stream.status() != QDataStream::Ok;
+    entry = isEntry ? read : nullptr;
     return stream;
 }
 

@@ -1,7 +1,9 @@
 #include "entries/wire_cursor.h"
 
+#include <QDateTime>
 #include <QHash>
 #include <QMetaType>
+#include <QTimeZone>
 #include <QVariant>
 #include <QtEndian>
 
@@ -47,13 +49,13 @@ struct FixedSize
 };
 
 constexpr FixedSize FixedSizes[] = {
-    {QMetaType::Bool, 1, 0},      {QMetaType::Int, 4, 0},       {QMetaType::UInt, 4, 0},    {QMetaType::LongLong, 8, 0},
-    {QMetaType::ULongLong, 8, 0}, {QMetaType::Double, 0, 1},    {QMetaType::QChar, 2, 0},   {QMetaType::QDate, 8, 0},
-    {QMetaType::QTime, 4, 0},     {QMetaType::QRect, 16, 0},    {QMetaType::QRectF, 0, 4},  {QMetaType::QSize, 8, 0},
-    {QMetaType::QSizeF, 0, 2},    {QMetaType::QLine, 16, 0},    {QMetaType::QLineF, 0, 4},  {QMetaType::QPoint, 8, 0},
-    {QMetaType::QPointF, 0, 2},   {QMetaType::QUuid, 16, 0},    {QMetaType::Long, 8, 0},    {QMetaType::Short, 2, 0},
-    {QMetaType::Char, 1, 0},      {QMetaType::ULong, 8, 0},     {QMetaType::UShort, 2, 0},  {QMetaType::UChar, 1, 0},
-    {QMetaType::Float, 0, 1},     {QMetaType::SChar, 1, 0},     {QMetaType::Nullptr, 0, 0},
+    {QMetaType::Bool, 1, 0},      {QMetaType::Int, 4, 0},    {QMetaType::UInt, 4, 0},    {QMetaType::LongLong, 8, 0},
+    {QMetaType::ULongLong, 8, 0}, {QMetaType::Double, 0, 1}, {QMetaType::QChar, 2, 0},   {QMetaType::QDate, 8, 0},
+    {QMetaType::QTime, 4, 0},     {QMetaType::QRect, 16, 0}, {QMetaType::QRectF, 0, 4},  {QMetaType::QSize, 8, 0},
+    {QMetaType::QSizeF, 0, 2},    {QMetaType::QLine, 16, 0}, {QMetaType::QLineF, 0, 4},  {QMetaType::QPoint, 8, 0},
+    {QMetaType::QPointF, 0, 2},   {QMetaType::QUuid, 16, 0}, {QMetaType::Long, 8, 0},    {QMetaType::Short, 2, 0},
+    {QMetaType::Char, 1, 0},      {QMetaType::ULong, 8, 0},  {QMetaType::UShort, 2, 0},  {QMetaType::UChar, 1, 0},
+    {QMetaType::Float, 0, 1},     {QMetaType::SChar, 1, 0},  {QMetaType::Nullptr, 0, 0},
 };
 
 const FixedSize *findFixedSize(quint32 type)
@@ -91,9 +93,9 @@ bool isVariableType(int type)
 
 } // namespace
 
-WireCursor::WireCursor(const char *data, qint64 size, const QDataStream &format) :
-    m_data(data), m_size(size), m_bigEndian(format.byteOrder() == QDataStream::BigEndian),
-    m_realSize(format.floatingPointPrecision() == QDataStream::DoublePrecision ? 8 : 4)
+WireCursor::WireCursor(const char *data, qint64 size, const QDataStream &format)
+    : m_data(data), m_size(size), m_bigEndian(format.byteOrder() == QDataStream::BigEndian),
+      m_realSize(format.floatingPointPrecision() == QDataStream::DoublePrecision ? 8 : 4)
 {
     if (format.version() < QDataStream::Qt_5_2)
         fail();
@@ -227,12 +229,18 @@ bool WireCursor::skipDateTime()
     if (spec != Qt::TimeZone)
         return spec <= Qt::UTC || fail();
     QString zone;
-    if (!read(zone))
+    if (!readZone(zone))
         return false;
     if (zone != QLatin1String("OffsetFromUtc"))
         return true;
     // A zone made of an offset spells itself out: id, offset, name, abbreviation, country, comment.
-    return skipString() && skip(4) && skipString() && skipString() && skip(4) && skipString();
+    return readZone(zone) && skip(4) && skipString() && skipString() && skip(4) && skipString();
+}
+
+bool WireCursor::readZone(QString &zone)
+{
+    // Qt opens the file of that name: one outside the folder of zones may be a pipe that never answers.
+    return read(zone) && (!zone.contains(QLatin1String("..")) || fail());
 }
 
 bool WireCursor::skipPayload(quint32 type)
@@ -397,20 +405,33 @@ bool RegisterPayloadSkipper(const QByteArray &typeName, const PayloadSkipper &sk
     return true;
 }
 
-bool IsStreamable(const QVariant &value)
+/// A time read with a zone that this machine does not know holds none, and Qt would follow a null pointer to write it.
+static bool hasKnownZone(const QDateTime &time)
+{
+    return time.timeSpec() != Qt::TimeZone || time.timeZone().isValid();
+}
+
+bool IsStreamable(const QVariant &value, int levels)
 {
     const int type = value.userType();
+    const auto isGood = [levels](const QVariant &inner) { return IsStreamable(inner, levels - 1); };
+    if (levels <= 0)
+        return false;
+    if (type == QMetaType::QDateTime)
+        return hasKnownZone(value.toDateTime());
+    if (type == QMetaType::QVariant)
+        return isGood(*static_cast<const QVariant *>(value.constData()));
     if (type == QMetaType::QVariantList) {
         const auto list = value.toList();
-        return std::all_of(list.begin(), list.end(), IsStreamable);
+        return std::all_of(list.begin(), list.end(), isGood);
     }
     if (type == QMetaType::QVariantMap) {
         const auto map = value.toMap();
-        return std::all_of(map.begin(), map.end(), IsStreamable);
+        return std::all_of(map.begin(), map.end(), isGood);
     }
     if (type == QMetaType::QVariantHash) {
         const auto hash = value.toHash();
-        return std::all_of(hash.begin(), hash.end(), IsStreamable);
+        return std::all_of(hash.begin(), hash.end(), isGood);
     }
     return type == QMetaType::UnknownType || findFixedSize(quint32(type)) || isVariableType(type) ||
            (type >= int(QMetaType::User) && findPayload(QMetaType::typeName(type)));

@@ -75,6 +75,7 @@ private:
     bool skipCountedStrings();
     bool skipAssociations();
     bool skipDateTime();
+    bool readZone(QString &zone);
     bool skipPng();
     bool skipImage();
     bool skipPixmapEngine();
@@ -96,7 +97,8 @@ using PayloadSkipper = std::function<bool(WireCursor &)>;
 /// registered with Qt as well. False when the name is taken. Any thread.
 NOX_EXPORT bool RegisterPayloadSkipper(const QByteArray &typeName, const PayloadSkipper &skipper);
 
-/// Whether a variant's value can be written into an entry's stream and read back.
-NOX_EXPORT bool IsStreamable(const QVariant &value);
+/// Whether a variant's value can be written into an entry's stream and read back. `levels` are those of nesting
+/// that are left.
+NOX_EXPORT bool IsStreamable(const QVariant &value, int levels = WireCursor::MaximumDepth);
 
 } // namespace CommonNOX

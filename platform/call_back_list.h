@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -117,7 +118,8 @@ public:
         return Subscription([state = std::weak_ptr(m_state), slot] {
             if (const auto list = state.lock()) {
                 const std::lock_guard listGuard(list->mutex);
-                list->subscribers.erase(std::remove(list->subscribers.begin(), list->subscribers.end(), slot), list->subscribers.end());
+                list->subscribers.erase(std::remove(list->subscribers.begin(), list->subscribers.end(), slot),
+                                        list->subscribers.end());
             }
             slot->end();
         });
@@ -129,7 +131,8 @@ public:
         return m_state->subscribers.empty();
     }
 
-    /// Calls every call-back that is subscribed now, in order of subscription.
+    /// Calls every call-back that is subscribed now, in order of subscription. The first exception that one of them
+    /// throws reaches the caller when all have been called.
     void call(const Arguments &...arguments) const
     {
         std::vector<std::shared_ptr<Slot>> subscribers;
@@ -137,8 +140,17 @@ public:
             const std::lock_guard guard(m_state->mutex);
             subscribers = m_state->subscribers;
         }
-        for (const auto &slot : subscribers)
-            slot->call(arguments...);
+        std::exception_ptr thrown;
+        for (const auto &slot : subscribers) {
+            try {
+                slot->call(arguments...);
+            } catch (...) {
+                if (!thrown)
+                    thrown = std::current_exception();
+            }
+        }
+        if (thrown)
+            std::rethrow_exception(thrown);
     }
 
 private:

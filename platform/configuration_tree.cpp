@@ -61,14 +61,15 @@ struct ConfigurationTree::Private
         if (const auto exact = subscribers.find(path); exact != subscribers.end())
             result.push_back(exact->second);
         for (const auto &[root, list] : groupSubscribers) {
-            if (path == root || path.startsWith(root + separator()))
+            if (root.isEmpty() || path == root || path.startsWith(root + separator()))
                 result.push_back(list);
         }
         return result;
     }
 
     /// Queues the value and, unless a thread delivers this path already, delivers until the queue is empty.
-    void deliver(std::unique_lock<std::mutex> &lock, const QString &path, const QVariant &value)
+    /// The path is a copy: a call-back may destroy the owner of the writer's.
+    void deliver(std::unique_lock<std::mutex> &lock, const QString path, const QVariant &value)
     {
         if (listeners(path).empty())
             return;
@@ -78,12 +79,14 @@ struct ConfigurationTree::Private
             return;
         delivery.running = true;
         while (!delivery.waiting.empty()) {
-            const QVariant next = std::move(delivery.waiting.front());
+            QVariant next = std::exchange(delivery.waiting.front(), QVariant());
             delivery.waiting.pop_front();
             const auto lists = listeners(path);
             lock.unlock();
             for (const auto &list : lists)
                 callGuarded(*list, path, next);
+            // It may be the last of the value, whose destructor may come back to the tree.
+            next.clear();
             lock.lock();
         }
         deliveries.erase(path);

@@ -56,7 +56,7 @@ public:
     QStringList getChildren(const QString &path) const;
 
     /// Removes the leaf at the path and every leaf below it; their subscribers get an invalid value. True when
-    /// there was one.
+    /// there was one. An empty path drops nothing, see clear().
     bool dropGroup(const QString &path);
     /// Removes everything without a notification: the teardown of an application, whose services own readers
     /// that own the tree.
@@ -64,7 +64,7 @@ public:
 
     /// Calls back at every write of exactly this path, which need not exist yet.
     [[nodiscard]] Shared::Subscription subscribe(const QString &path, CallBack callBack);
-    /// Calls back at every write of this path or of one below it.
+    /// Calls back at every write of this path or of one below it; of any path when it is empty.
     [[nodiscard]] Shared::Subscription subscribeGroup(const QString &path, CallBack callBack);
 
 private:

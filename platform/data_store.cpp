@@ -27,10 +27,9 @@ namespace
 class StoredEntry final : public DataEntryInterface
 {
 public:
-    StoredEntry(QString kind, QString name, std::size_t retention, std::weak_ptr<DataStore::State> store) :
-        m_kind(std::move(kind)), m_name(std::move(name)), m_retention(retention), m_store(std::move(store))
-    {
-    }
+    StoredEntry(QString kind, QString name, std::size_t retention, std::weak_ptr<DataStore::State> store)
+        : m_kind(std::move(kind)), m_name(std::move(name)), m_retention(retention), m_store(std::move(store))
+    {}
 
     QString getKind() const override { return m_kind; }
     QString getName() const override { return m_name; }
@@ -40,8 +39,9 @@ public:
         const auto store = m_store.lock();
         if (!value.isValid() || !store)
             return false;
-        insert(index, value, m_retention ? m_retention : store->retention.load());
+        insert(index, value);
         store->observers.call(*this, index, value);
+        trim(m_retention ? m_retention : store->retention.load());
         return true;
     }
 
@@ -87,7 +87,7 @@ private:
     }
     Values::const_iterator lowerBound(quint64 index) const { return lowerBoundOf(m_values, index); }
 
-    void insert(quint64 index, const QVariant &value, std::size_t retention)
+    void insert(quint64 index, const QVariant &value)
     {
         const std::lock_guard guard(m_mutex);
         if (m_values.empty() || m_values.back().first < index) {
@@ -99,6 +99,11 @@ private:
             else
                 m_values.insert(place, {index, value});
         }
+    }
+
+    void trim(std::size_t retention)
+    {
+        const std::lock_guard guard(m_mutex);
         while (m_values.size() > retention)
             m_values.pop_front();
     }

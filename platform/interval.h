@@ -20,7 +20,7 @@ public:
     constexpr void setUpper(T upper) { m_upper = upper; }
 
     constexpr bool isEmpty() const { return m_upper < m_lower; }
-    constexpr bool contains(T value) const { return !(value < m_lower) && !(m_upper < value); }
+    constexpr bool contains(T value) const { return m_lower <= value && value <= m_upper; }
 
     /// The common part; nothing when the two do not meet.
     constexpr std::optional<Interval> intersected(const Interval &other) const

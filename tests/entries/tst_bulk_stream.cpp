@@ -1,0 +1,108 @@
+#include "entries/measurement/bulk_stream.h"
+#include "entries/measurement/peak.h"
+#include "entries/measurement/samples.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+using namespace CommonNOX::Entries;
+using namespace CommonNOX::Entries::Results::Space2D;
+
+template <class T>
+static T sample(int i)
+{
+    if constexpr (std::is_same_v<T, PeakData>)
+        return {i * -77777, i * 99999, qint64(i) * -0x123456789ab, quint8(i * 7)};
+    else
+        return i == 1 ? std::numeric_limits<T>::lowest() : T(i * -12345.75);
+}
+
+/// The fields one after another, as every reader of old records takes them.
+template <class T>
+static void writePlain(QDataStream &stream, const QVector<T> &values)
+{
+    stream << quint32(values.size());
+    for (const T &value : values) {
+        if constexpr (std::is_same_v<T, PeakData>)
+            stream << value.amplitude << value.voltage << value.time << value.flags;
+        else
+            stream << value;
+    }
+}
+
+template <class T>
+static void writeBulk(QDataStream &stream, const QVector<T> &values)
+{
+    if constexpr (std::is_same_v<T, PeakData>)
+        stream << values;
+    else
+        WriteBulk(stream, values);
+}
+
+template <class T>
+static void readBulk(QDataStream &stream, QVector<T> &values)
+{
+    if constexpr (std::is_same_v<T, PeakData>)
+        stream >> values;
+    else
+        ReadBulk(stream, values);
+}
+
+template <class T>
+class BulkStream : public testing::Test
+{};
+using Elements = testing::Types<PeakData, qint32, double>;
+TYPED_TEST_SUITE(BulkStream, Elements, );
+
+TYPED_TEST(BulkStream, TheBytesAreThoseOfFieldAfterField)
+{
+    // Around the size of the blocks in which vectors are converted.
+    for (const int size : {0, 1, 2, 511, 512, 513, 1025}) {
+        for (const auto order : {QDataStream::BigEndian, QDataStream::LittleEndian}) {
+            QVector<TypeParam> values;
+            for (int i = 0; i < size; ++i)
+                values.append(sample<TypeParam>(i));
+            QByteArray bulk, plain, variant, inVariant;
+            QDataStream out(&bulk, QIODevice::WriteOnly), outPlain(&plain, QIODevice::WriteOnly);
+            QDataStream outVariant(&variant, QIODevice::WriteOnly);
+            for (QDataStream *stream : {&out, &outPlain, &outVariant})
+                stream->setByteOrder(order);
+            writeBulk(out, values);
+            writePlain(outPlain, values);
+            outVariant << QVariant::fromValue(values);
+            ASSERT_EQ(bulk, plain) << size;
+            ASSERT_TRUE(variant.endsWith(plain)) << size;
+
+            QDataStream in(bulk + "behind");
+            in.setByteOrder(order);
+            QVector<TypeParam> read{sample<TypeParam>(3)};
+            readBulk(in, read);
+            EXPECT_EQ(in.status(), QDataStream::Ok);
+            ASSERT_EQ(read, values) << size;
+            EXPECT_EQ(in.device()->bytesAvailable(), 6);
+        }
+    }
+}
+
+TYPED_TEST(BulkStream, ACountThatLiesGivesNothing)
+{
+    QByteArray bytes;
+    QDataStream out(&bytes, QIODevice::WriteOnly);
+    writeBulk(out, QVector<TypeParam>{sample<TypeParam>(1), sample<TypeParam>(2)});
+    for (int size = 0; size < bytes.size(); ++size) {
+        QDataStream in(bytes.left(size));
+        QVector<TypeParam> read{sample<TypeParam>(3)};
+        readBulk(in, read);
+        EXPECT_EQ(in.status(), QDataStream::ReadPastEnd) << size;
+        EXPECT_TRUE(read.isEmpty()) << size;
+    }
+    for (const quint32 count : {3u, 0x0fffffffu, 0x7fffffffu, 0x80000000u, 0xffffffffu}) {
+        qToBigEndian(count, bytes.data());
+        QDataStream in(bytes);
+        QVector<TypeParam> read;
+        readBulk(in, read);
+        EXPECT_NE(in.status(), QDataStream::Ok) << count;
+        EXPECT_LE(read.capacity(), 2) << count << ": room for what there is";
+    }
+}

@@ -1,0 +1,248 @@
+#include "entries/catalogue/cable.h"
+#include "entries/property_keys.h"
+#include "entries/wildcard.h"
+#include "record.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+using namespace CommonNOX;
+using Entries::Cable::CableV1;
+namespace Keys = CommonNOX::Entries::Keys;
+
+static const QString guid = QStringLiteral("{A}");
+static const QString n = QStringLiteral("N");
+
+static DataEntryConstPtr held(const Record &record)
+{
+    return std::make_shared<const Record>(record);
+}
+
+static QString joined(const QList<QStringList> &paths)
+{
+    QStringList texts;
+    for (const QStringList &path : paths)
+        texts += path.join(QLatin1Char('/'));
+    return texts.join(QLatin1Char(' '));
+}
+
+namespace
+{
+
+TEST(DataEntry, OnlyTheDefaultConstructedOneIsAPlaceholder)
+{
+    const DataEntry none;
+    const DataEntry empty(guid, {});
+    EXPECT_TRUE(none.isDefault() && !none.isValid() && none.getGuid().isEmpty());
+    EXPECT_TRUE(!empty.isDefault() && empty.isValid());
+    DataEntry copy = empty;
+    copy = none;
+    EXPECT_TRUE(copy.isDefault()) << "a copy takes over everything";
+}
+
+TEST(DataEntry, PropertiesAreThoseOfItsDeclaration)
+{
+    Record entry(guid, {{"Z", 1}, {"A", 2}, {"Z", 3}, {"", 4}});
+    EXPECT_EQ(entry.getPropertyNames().join(QLatin1Char(',')), QStringLiteral("Z,A,"));
+    EXPECT_EQ(entry.get(QStringLiteral("Z")), 1);
+    EXPECT_EQ(entry.get(QString()), 4);
+    EXPECT_FALSE(entry.set(QStringLiteral("a"), 5));
+    EXPECT_TRUE(entry.set(QStringLiteral("A"), QStringLiteral("text"))) << "whatever its type";
+    EXPECT_EQ(entry.getProperty(QStringLiteral("A")).getType(), QMetaType::QString);
+    EXPECT_EQ(entry.getProperties().size(), 3);
+    EXPECT_FALSE(entry.get(QStringLiteral("a")).isValid());
+    const DataEntryProperty unknown = entry.getProperty(QStringLiteral("a"));
+    EXPECT_TRUE(unknown.getName().isEmpty() && unknown.getIcon().isNull() && unknown.getDescription().isEmpty());
+    EXPECT_EQ(unknown.getType(), QMetaType::UnknownType);
+
+    EXPECT_FALSE(entry.setProperty(Record::property({"a", 1})));
+    EXPECT_TRUE(entry.setProperty(Record::property({"A", 9, true, "label"})));
+    EXPECT_TRUE(entry.getProperty(QStringLiteral("A")).isSearchable());
+    EXPECT_EQ(entry.get(QStringLiteral("A")), 9);
+}
+
+TEST(DataEntryProperty, LabelAndUpdate)
+{
+    DataEntryProperty property = Record::property({"N", 1});
+    const DataEntryProperty copy = property;
+    EXPECT_EQ(property.getDescription(), n) << "for want of anything else";
+    property.setDescription(QStringLiteral("label"));
+    EXPECT_EQ(property.getDescription(), QStringLiteral("label"));
+    property.setDescriptionTranslator([] { return QString(); });
+    EXPECT_EQ(property.getDescription(), QString()) << "a translator counts even when it has nothing to say";
+    EXPECT_EQ(copy.getDescription(), n);
+
+    DataEntryProperty other = Record::property({"M", 2, true, "other"});
+    EXPECT_FALSE(property.updateFromProperty(other));
+    EXPECT_EQ(property.getValue(), 1);
+    other.setName(n);
+    EXPECT_TRUE(property.updateFromProperty(other));
+    EXPECT_EQ(property.getValue(), 2);
+    EXPECT_TRUE(property.isSearchable());
+    EXPECT_EQ(property.getDescription(), QStringLiteral("other")) << "the translator has gone as well";
+    EXPECT_TRUE(property.updateFromProperty(property));
+}
+
+TEST(DataEntry, CopiesAreIndependentEvenThroughConstantProperties)
+{
+    const CableV1 first;
+    const CableV1 second = first;
+    DataEntry third = second;
+    const DataEntry fourth = third;
+    third = first;
+    const auto set = [](const DataEntry &entry, const char *text) {
+        entry.getProperties().find(Keys::Name)->setValue(QLatin1String(text));
+    };
+    set(second, "second");
+    set(third, "third");
+    set(first, "first");
+    EXPECT_EQ(fourth.get(Keys::Name), QString());
+    EXPECT_EQ(third.get(Keys::Name), QStringLiteral("third"));
+    EXPECT_EQ(second.get(Keys::Name), QStringLiteral("second"));
+    EXPECT_EQ(CableV1().get(Keys::Name), QString()) << "what all cables are copied from";
+    const QVariant value = QVariant::fromValue(second);
+    set(value.value<CableV1>(), "taken out");
+    EXPECT_EQ(value.value<CableV1>().get(Keys::Name), QStringLiteral("second"));
+}
+
+TEST(DataEntry, PathsLeadThroughEntriesHeldInAnyWay)
+{
+    CableV1 cable;
+    cable.set(Keys::Name, QStringLiteral("inner"));
+    const QVariantList ways = {QVariant::fromValue(cable), QVariant::fromValue(std::make_shared<CableV1>(cable)),
+                               QVariant::fromValue(std::make_shared<const CableV1>(cable)),
+                               QVariant::fromValue(DataEntryPtr(std::make_shared<CableV1>(cable))),
+                               QVariant::fromValue(DataEntryConstPtr(std::make_shared<CableV1>(cable)))};
+    for (const QVariant &way : ways) {
+        const Record outer(QStringLiteral("{B}"), {{"C", QVariant::fromValue(held(Record(guid, {{"N", way}})))}});
+        DataEntryProperty property;
+        DataEntry owner;
+        EXPECT_TRUE(outer.findNestedPropertyEntry({QStringLiteral("C"), n, Keys::Name}, owner, property));
+        EXPECT_EQ(property.getValue(), QStringLiteral("inner")) << way.typeName();
+        EXPECT_EQ(owner.getGuid(), CableV1::Guid());
+        EXPECT_FALSE(outer.findNestedProperty({QStringLiteral("C"), n, n}, property)) << way.typeName();
+    }
+    const Record entry(guid, {{"N", 1}, {"Null", QVariant::fromValue(DataEntryConstPtr())}});
+    struct Row
+    {
+        QStringList path;
+        bool found;
+    };
+    for (const Row &row : {Row{{}, false}, Row{{n}, true}, Row{{QStringLiteral("X")}, false}, Row{{n, n}, false},
+                           Row{{QStringLiteral("Null"), n}, false}, Row{{QStringLiteral("X"), n}, false}}) {
+        DataEntryProperty property;
+        DataEntryConstPtr owner;
+        EXPECT_EQ(entry.findNestedPropertyEntry(row.path, owner, property), row.found) << row.path.size();
+        EXPECT_EQ(entry.findNestedProperty(row.path, property), row.found);
+        EXPECT_NE(owner.get(), &entry);
+    }
+}
+
+TEST(DataEntry, SearchablePathsLeadThroughNestedEntries)
+{
+    const auto inner = held(Record(guid, {{"S", 1, true}, {"N", 2, false}}));
+    const Record outer(QStringLiteral("{B}"), {{"Z", QVariant::fromValue(inner), true},
+                                               {"A", QVariant::fromValue(inner)},
+                                               {"L", QVariantList{QVariant::fromValue(inner)}}});
+    EXPECT_EQ(joined(FindSearchablePropertiesForDataEntry(outer)), QStringLiteral("Z Z/S A/S"));
+    EXPECT_EQ(joined(FindSearchablePropertiesForDataEntry(held(outer))), QStringLiteral("Z Z/S A/S"));
+    EXPECT_TRUE(FindSearchablePropertiesForDataEntry(DataEntry()).isEmpty());
+    EXPECT_TRUE(FindSearchablePropertiesForDataEntry(DataEntryConstPtr()).isEmpty());
+}
+
+/// Two ways from an entry to itself.
+struct Ring
+{
+    Ring()
+        : entry(
+              std::make_shared<Record>(guid, std::initializer_list<Record::Row>{{"S", 1, true}, {"A", {}}, {"B", {}}}))
+    {
+        for (const char *name : {"A", "B"})
+            entry->set(QLatin1String(name), QVariant::fromValue(DataEntryConstPtr(entry)));
+    }
+    ~Ring()
+    {
+        for (const char *name : {"A", "B"})
+            entry->set(QLatin1String(name), QVariant());
+    }
+    const std::shared_ptr<Record> entry;
+};
+
+TEST(DataEntry, ARingOfEntriesEndsSearchAndStream)
+{
+    const Ring ring;
+    EXPECT_EQ(joined(FindSearchablePropertiesForDataEntry(DataEntryConstPtr(ring.entry))), QStringLiteral("S"));
+    const LogCatcher log;
+    const QByteArray bytes = wire(*ring.entry);
+    EXPECT_EQ(LogCatcher::lines.size(), 2) << LogCatcher::lines.join(QLatin1Char('\n')).toStdString();
+    Record read(guid, {{"S", 0}, {"A", 0}});
+    QDataStream stream(bytes);
+    stream >> read;
+    EXPECT_EQ(stream.status(), QDataStream::Ok);
+    EXPECT_EQ(read.get(QStringLiteral("S")), 1);
+    EXPECT_FALSE(DataEntryFromVariant(read.get(QStringLiteral("A"))));
+}
+
+TEST(DataEntry, QueriesFindTextAnywhere)
+{
+    struct Row
+    {
+        QVariant value, query;
+        bool found;
+    };
+    const auto text = [](const char *latin) { return QVariant(QString::fromUtf8(latin)); };
+    for (const Row &row :
+         {Row{text("xabcx"), text("abc"), true}, Row{text("xABCx"), text("abc"), false}, Row{text(""), text(""), true},
+          Row{text("abc"), QVariant(), true}, Row{QVariant(), QVariant(), true}, Row{QVariant(), text("?"), false},
+          Row{text("a/b\nc"), text("a*c"), true}, Row{text("a\nc"), text("a?c"), true},
+          Row{text("a+c"), text("a+c"), true}, Row{text("abc"), text("^abc$"), false},
+          Row{text("5 [kV]"), text("[kV]"), true}, Row{text("ab"), text("[c-]"), false},
+          Row{text("50 %1"), text("%1"), true}, Row{12.5, text("2.5"), true}, Row{42, 4, true},
+          Row{QVariantList{1}, text("1"), false}, Row{text("µΩ"), text("µ?"), true}}) {
+        EXPECT_EQ(DataEntry::QueryProperty(held(Record(guid, {{"N", row.value}})), n, row.query), row.found)
+            << row.value.toString().toStdString() << " / " << row.query.toString().toStdString();
+    }
+    EXPECT_FALSE(DataEntry::QueryProperty(held(Record()), n, QVariant()));
+    EXPECT_FALSE(DataEntry::QueryProperty(nullptr, n, QVariant()));
+    EXPECT_EQ(DataEntry::FormatProperty(nullptr, n), QString());
+    EXPECT_EQ(DataEntry::FormatProperty(held(Record(guid, {{"N", 1.5}})), n), QStringLiteral("1.5"));
+}
+
+TEST(Wildcard, MatchesTheWholeText)
+{
+    struct Row
+    {
+        const char *pattern, *matching, *other;
+    };
+    for (const Row &row : {Row{"", "", "a"},           Row{"*", "a/\r\nb", nullptr},
+                           Row{"**?", "a", ""},        Row{"a*", "a", "ba"},
+                           Row{"*a", "aba", "ab"},     Row{"?", "\xf0\x9f\x94\x8c", "ab"},
+                           Row{"[a-c]x", "bx", "dx"},  Row{"[!a-c]", "d", "b"},
+                           Row{"[^a]", "b", "a"},      Row{"[]a]", "]", "b"},
+                           Row{"[!]a]", "b", "]"},     Row{"[a-]", "-", "b"},
+                           Row{"[c-a]", nullptr, "b"}, Row{"[", "[", "a"},
+                           Row{"[ab", "[ab", "a"},     Row{"[]", "[]", ""},
+                           Row{"[!]", "[!]", "a"},     Row{"[[]", "[", "]"},
+                           Row{"[*]", "*", "a"},       Row{"[a][", "a[", "[a]["},
+                           Row{"\\*", "\\x", "x"},     Row{"a*b*c", "a1b2bc", "acb"}}) {
+        const QString pattern = QString::fromUtf8(row.pattern);
+        if (row.matching) {
+            EXPECT_TRUE(MatchesWildcard(pattern, QString::fromUtf8(row.matching))) << row.pattern;
+        }
+        if (row.other) {
+            EXPECT_FALSE(MatchesWildcard(pattern, QString::fromUtf8(row.other))) << row.pattern;
+        }
+    }
+}
+
+TEST(Wildcard, TakesItsTimeFromTheLengthAlone)
+{
+    const QString text(200000, QLatin1Char('a'));
+    EXPECT_FALSE(MatchesWildcard(QStringLiteral("*a").repeated(1000) + QLatin1Char('b'), text));
+    EXPECT_TRUE(MatchesWildcard(QStringLiteral("*a").repeated(1000), text));
+    EXPECT_FALSE(MatchesWildcard(QString(100000, QLatin1Char('[')), text));
+    EXPECT_TRUE(MatchesWildcard(QString(100000, QLatin1Char('*')) + QStringLiteral("[a]"), text));
+}
+
+} // namespace
