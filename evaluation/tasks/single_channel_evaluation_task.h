@@ -49,6 +49,7 @@ public:
 
 private:
     void follow(QLatin1String key, std::function<void(const QVariant &)> react);
+    void setProcessors(const QVariant &value);
 
     std::shared_ptr<Devices::PdDevice> m_device;
     std::shared_ptr<Evaluation::Evaluators::PdChannelEvaluator> m_evaluator;
