@@ -32,10 +32,10 @@ std::shared_ptr<const Utilities::DataEntryInterface> BaseProcessor::getEntry() c
 
 void BaseProcessor::follow() const
 {
-    if (!m_entryName.isEmpty())
-        return;
-    m_entryName = getEntryName();
-    m_monitor->setEntryName(m_entryName);
+    std::call_once(m_following, [this] {
+        m_entryName = getEntryName();
+        m_monitor->setEntryName(m_entryName);
+    });
 }
 
 } // namespace CommonNOX::Evaluation::Processors

@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <memory>
+#include <mutex>
 
 namespace Utilities
 {
@@ -30,12 +31,13 @@ public:
     /// The name under which the processor was created.
     QString getProcessorName() const { return m_processorName; }
 
-    /// Whether the result entry exists in the data store; as long as it does not, evaluate refuses everything.
+    /// Whether the result entry exists in the data store; as long as it does not, evaluate refuses everything. Any
+    /// thread.
     virtual bool isReady() const;
 
 protected:
     /// The result entry as the store holds it now, possibly none. The first call asks getEntryName(), so no
-    /// constructor may be the first. One thread at a time.
+    /// constructor may be the first.
     std::shared_ptr<Utilities::DataEntryInterface> getEntry();
     std::shared_ptr<const Utilities::DataEntryInterface> getEntry() const;
 
@@ -52,6 +54,7 @@ private:
     QString m_processorName;
     mutable QString m_entryName;
     std::shared_ptr<Utilities::DataEntryMonitor> m_monitor;
+    mutable std::once_flag m_following;
 };
 
 } // namespace CommonNOX::Evaluation::Processors
