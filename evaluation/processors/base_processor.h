@@ -12,6 +12,7 @@ namespace Utilities
 {
 class DataEntryInterface;
 class DataEntryMonitor;
+class DataStore;
 } // namespace Utilities
 
 namespace CommonNOX::Evaluation::Processors
@@ -41,6 +42,9 @@ protected:
     std::shared_ptr<Utilities::DataEntryInterface> getEntry();
     std::shared_ptr<const Utilities::DataEntryInterface> getEntry() const;
 
+    /// Puts an empty result entry in the place of the one that is there, if any.
+    void restartEntry();
+
     /// The name under which the data store keeps the results; the entry's kind is the processor's name.
     virtual QString getEntryName() const = 0;
 
@@ -48,12 +52,15 @@ public:
     virtual ~BaseProcessor();
 
 private:
+    BaseProcessor(const ReaderConstPtr &deviceContext, const QString &processorName,
+                  const std::shared_ptr<Utilities::DataStore> &store);
     void follow() const;
 
     Utilities::GuiContextVisitor m_deviceContext;
     QString m_processorName;
     mutable QString m_entryName;
     std::shared_ptr<Utilities::DataEntryMonitor> m_monitor;
+    std::shared_ptr<Utilities::DataStore> m_store;
     mutable std::once_flag m_following;
 };
 

@@ -29,7 +29,7 @@ protected:
 
 private:
     bool waitForNext();
-    bool writeOverviewElement(quint64 index) const;
+    void writeOverviewElement() const;
 
     const QString m_deviceName;
     const QString m_channelName;
