@@ -94,9 +94,15 @@ void SingleChannelEvaluationTask::setupGating()
 void SingleChannelEvaluationTask::setupQtUtWorkerThread()
 {
     const auto context = m_evaluator->getChannelContext();
+    std::unique_ptr<QtUtWorker> ended;
+    {
+        const std::lock_guard guard(m_mutex);
+        ended.swap(m_qtUtWorker);
+    }
+    // Joined without the lock: what the thread writes may reach an observer that writes this context.
+    ended.reset();
     const std::lock_guard guard(m_mutex);
-    m_qtUtWorker.reset();
-    if (context.getProperty(ContextKeys::QtUtEnabled, false).toBool()) {
+    if (!m_qtUtWorker && context.getProperty(ContextKeys::QtUtEnabled, false).toBool()) {
         const int interval = context.getProperty(ContextKeys::QtUtInterval, QtUtWorker::DefaultIntervalMs).toInt();
         m_qtUtWorker = std::make_unique<QtUtWorker>(m_device->getSerialNumber(), m_evaluator->getChannel(), interval);
     }

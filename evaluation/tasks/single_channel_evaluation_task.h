@@ -44,7 +44,7 @@ public:
     void checkIfChannelIsEnabled();
     /// Hands gating and the building of periods to the evaluator. Any thread.
     void setupGating();
-    /// Starts or ends the thread that gathers the charge-over-voltage overview. Any thread.
+    /// Starts or ends the thread that gathers the charge-over-voltage overview. Any thread but that one.
     void setupQtUtWorkerThread();
 
 private:
