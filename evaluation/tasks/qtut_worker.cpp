@@ -53,12 +53,15 @@ QtUtWorker::~QtUtWorker()
     }
     m_wake.notify_all();
     wait();
+    // What the thread did is seen after this: its last act was to release this flag.
+    m_left.load(std::memory_order_acquire);
 }
 
 void QtUtWorker::run()
 {
     while (waitForNext())
         writeOverviewElement();
+    m_left.store(true, std::memory_order_release);
 }
 
 bool QtUtWorker::waitForNext()
