@@ -5,6 +5,8 @@
 #include <QDateTime>
 #include <QElapsedTimer>
 
+#include <cmath>
+
 namespace CommonNOX::Evaluation::utils
 {
 
@@ -44,10 +46,10 @@ void EvaluationQueueWrapper::process(Batch &batch)
 {
     QElapsedTimer timer;
     timer.start();
-    qint64 milliseconds = 0;
+    double milliseconds = 0.0; // whole ones; hostile lengths exceed every integer
     for (auto &[index, period] : batch) {
         if (period) {
-            milliseconds = qint64(double(milliseconds) + period->getDurationInMs());
+            milliseconds = std::trunc(milliseconds + period->getDurationInMs());
             m_processor->evaluate(index, period);
         }
         m_lastIndex.store(qint64(index), std::memory_order_release);
@@ -57,7 +59,7 @@ void EvaluationQueueWrapper::process(Batch &batch)
     }
     const qint64 elapsed = timer.elapsed();
     if (elapsed > 0)
-        m_load.store(1.0 - double(milliseconds) / double(elapsed), std::memory_order_relaxed);
+        m_load.store(1.0 - milliseconds / double(elapsed), std::memory_order_relaxed);
 }
 
 void EvaluationQueueWrapper::leave(Batch &remaining)

@@ -91,7 +91,8 @@ protected:
         return true;
     }
 
-    /// Takes settings that other threads have left; before the first pass and between any two. No lock is held.
+    /// Takes settings that other threads have left, once a pass and before its batch is processed: a setting that was
+    /// made before an item was appended holds for this item. No lock is held.
     virtual void takeSettings() {}
     /// Evaluates a batch in order. No lock is held.
     virtual void process(Batch &batch) = 0;
@@ -108,14 +109,15 @@ protected:
                 m_request.take(running);
                 continue;
             }
-            takeSettings();
-            if (m_count.load(std::memory_order_acquire) == 0) {
-                QThread::usleep(static_cast<unsigned long>(m_idlePause.count()));
-            } else {
+            const bool idle = m_count.load(std::memory_order_acquire) == 0;
+            if (!idle)
                 swapQueue(batch);
+            takeSettings();
+            if (idle)
+                QThread::usleep(static_cast<unsigned long>(m_idlePause.count()));
+            else
                 process(batch);
-                batch.clear();
-            }
+            batch.clear();
             m_request.take(running);
         }
         leave(batch);

@@ -87,7 +87,8 @@ EvaluationProgress SingleChannelEvaluator::getProgress() const
     EvaluationProgress progress;
     progress.accepted = m_accepted.load(std::memory_order_acquire);
     progress.handedOn = m_handedOn.load(std::memory_order_acquire);
-    progress.dropped = m_dropped.load(std::memory_order_acquire);
+    // Periods that are dropped meanwhile are not among those that were counted above.
+    progress.dropped = std::min(m_dropped.load(std::memory_order_acquire), progress.handedOn);
     qint64 completed = std::numeric_limits<qint64>::max();
     if (progress.handedOn < progress.accepted) {
         progress.pending = progress.accepted - progress.handedOn;

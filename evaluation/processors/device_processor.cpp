@@ -8,6 +8,18 @@
 namespace CommonNOX::Evaluation::Processors
 {
 
+namespace
+{
+
+quint64 indexAfter(const Utilities::DataEntryInterface &entry)
+{
+    quint64 last = 0;
+    QVariant value;
+    return entry.getLastValue(last, value) ? last + 1 : 0;
+}
+
+} // namespace
+
 AbstractDeviceProcessor::AbstractDeviceProcessor() = default;
 AbstractDeviceProcessor::~AbstractDeviceProcessor() = default;
 
@@ -30,9 +42,13 @@ bool DeviceProcessor::evaluate(const std::shared_ptr<const Data::VoltageScope> &
         return false;
     try {
         const auto entry = getEntry();
-        if (!entry || !entry->setValue(m_scopeIndex, makeResult(*scope)))
+        if (!entry)
             return false;
-        ++m_scopeIndex;
+        if (!m_scopeIndex)
+            m_scopeIndex = indexAfter(*entry);
+        if (!entry->setValue(*m_scopeIndex, makeResult(*scope)))
+            return false;
+        ++*m_scopeIndex;
         return true;
     } catch (...) {
         return false;
@@ -41,8 +57,11 @@ bool DeviceProcessor::evaluate(const std::shared_ptr<const Data::VoltageScope> &
 
 void DeviceProcessor::handleEvent(DeviceEvaluatorEvent event)
 {
-    if (event == DeviceEvaluatorEvent::Reset)
-        m_scopeIndex = 0;
+    if (event != DeviceEvaluatorEvent::Reset)
+        return;
+    // The entry keeps its highest indices: results from before would displace those that begin at 0 again.
+    restartEntry();
+    m_scopeIndex = 0;
 }
 
 QString DeviceProcessor::getEntryName() const

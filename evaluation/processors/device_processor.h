@@ -5,6 +5,8 @@
 
 #include <QObject>
 
+#include <optional>
+
 namespace CommonNOX::Data
 {
 class VoltageScope;
@@ -27,7 +29,8 @@ public:
     virtual void handleEvent(DeviceEvaluatorEvent event) = 0;
 };
 
-/// The base of concrete device processors. Results are indexed by the count of scopes since the last reset.
+/// The base of concrete device processors. Results are indexed by the count of scopes since the last reset, which
+/// empties the result entry; a new processor goes on where the entry ends.
 class NOX_EXPORT DeviceProcessor : public AbstractDeviceProcessor, public BaseProcessor
 {
     Q_OBJECT
@@ -50,7 +53,7 @@ protected:
 
 private:
     QString m_deviceIdentification;
-    quint64 m_scopeIndex = 0;
+    std::optional<quint64> m_scopeIndex; // known from the first scope on
 };
 
 } // namespace CommonNOX::Evaluation::Processors

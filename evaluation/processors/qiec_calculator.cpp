@@ -43,20 +43,24 @@ QiecCalculator::~QiecCalculator() = default;
 void QiecCalculator::initialize(double initialValue, const QString &tau1Key, const QString &tau2Key)
 {
     checkDeltaTForRefresh(FirstDeltaT);
-    follow(tau1Key, &QiecCalculator::updateTau1);
-    follow(tau2Key, &QiecCalculator::updateTau2);
+    follow(tau1Key, m_tau1);
+    follow(tau2Key, m_tau2);
     reset(initialValue);
 }
 
-void QiecCalculator::follow(const QString &key, void (QiecCalculator::*update)(const double &))
+void QiecCalculator::follow(const QString &key, double &tau)
 {
     if (key.isEmpty())
         return;
     m_subscriptions.push_back(subscribeAppConfig(
-        key, [this, update](const QString &, const QVariant &value) { (this->*update)(value.toDouble()); }));
+        key, [this, &tau](const QString &, const QVariant &value) { updateTau(tau, value.toDouble()); }));
+    // Read under the lock, so that a change which was delivered already is not undone by an older value.
+    const std::lock_guard guard(m_constantsMutex);
     const QVariant present = getAppConfig(key);
-    if (present.isValid())
-        (this->*update)(present.toDouble());
+    if (!present.isValid())
+        return;
+    tau = present.toDouble();
+    publishFactors();
 }
 
 double QiecCalculator::addValue(const double &input, const double &deltaT)

@@ -52,7 +52,7 @@ private:
     };
 
     void initialize(double initialValue, const QString &tau1Key, const QString &tau2Key);
-    void follow(const QString &key, void (QiecCalculator::*update)(const double &));
+    void follow(const QString &key, double &tau);
     double calculate(const double &input);
     void checkDeltaTForRefresh(const double &deltaT);
     void reset(const double &value);

@@ -40,6 +40,10 @@ public:
     void refeshProcessors(const QVariant &value);
 
 private:
+    bool isAnyChannelEnabled();
+    void applyEnableFlags();
+    void setProcessors(const QVariant &value);
+
     std::shared_ptr<Devices::PdDevice> m_device;
     std::shared_ptr<Evaluation::Evaluators::PdDeviceEvaluator> m_evaluator;
     std::mutex m_mutex; // guards what several writers of the contexts may change at once

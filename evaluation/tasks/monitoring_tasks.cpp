@@ -41,7 +41,9 @@ PDDeviceMonitoringTask::PDDeviceMonitoringTask(const Devices::ReaderConstPtr &co
     const GuiContextVisitor visitor(context);
     m_subscription = visitor.subscribeProperty(
         ContextKeys::Devices, [this](const QString &key, const QVariant &value) { onDevicesChanged(key, value); });
-    onDevicesChanged(visitor.getPropertyPath(ContextKeys::Devices), visitor.getProperty(ContextKeys::Devices));
+    // Read under the lock, so that a change which was delivered already is not undone by an older value.
+    const std::lock_guard guard(m_mutex);
+    setDevices(visitor.getProperty(ContextKeys::Devices));
 }
 
 PDDeviceMonitoringTask::~PDDeviceMonitoringTask()
@@ -54,6 +56,11 @@ PDDeviceMonitoringTask::~PDDeviceMonitoringTask()
 void PDDeviceMonitoringTask::onDevicesChanged(const QString &, const QVariant &value)
 {
     const std::lock_guard guard(m_mutex);
+    setDevices(value);
+}
+
+void PDDeviceMonitoringTask::setDevices(const QVariant &value)
+{
     QStringList devices = value.toStringList();
     devices.removeDuplicates();
     for (const QString &device : std::as_const(m_devices)) {
@@ -77,8 +84,8 @@ PDChannelPatternMonitoringTask::PDChannelPatternMonitoringTask(const std::shared
         visitor.subscribeProperty(ContextKeys::PatternVisible, [this](const QString &key, const QVariant &value) {
             monitorPatternProperty(key, value);
         });
-    monitorPatternProperty(visitor.getPropertyPath(ContextKeys::PatternVisible),
-                           visitor.getProperty(ContextKeys::PatternVisible));
+    const std::lock_guard guard(m_mutex);
+    setVisible(visitor.getProperty(ContextKeys::PatternVisible).toBool());
 }
 
 PDChannelPatternMonitoringTask::~PDChannelPatternMonitoringTask()
@@ -90,7 +97,12 @@ PDChannelPatternMonitoringTask::~PDChannelPatternMonitoringTask()
 void PDChannelPatternMonitoringTask::monitorPatternProperty(const QString &, const QVariant &value)
 {
     const std::lock_guard guard(m_mutex);
-    const bool wasVisible = std::exchange(m_visible, value.toBool());
+    setVisible(value.toBool());
+}
+
+void PDChannelPatternMonitoringTask::setVisible(bool visible)
+{
+    const bool wasVisible = std::exchange(m_visible, visible);
     if (m_visible && !wasVisible)
         addElement(PatternElement, m_contextPath, Orientation::Horizontal);
     else if (!m_visible && wasVisible)

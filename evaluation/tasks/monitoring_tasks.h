@@ -29,6 +29,8 @@ public:
     void onDevicesChanged(const QString &key, const QVariant &value);
 
 private:
+    void setDevices(const QVariant &value);
+
     std::mutex m_mutex;
     QStringList m_devices;
     Shared::Subscription m_subscription;
@@ -47,6 +49,8 @@ public:
     void monitorPatternProperty(const QString &key, const QVariant &value);
 
 private:
+    void setVisible(bool visible);
+
     const QString m_contextPath;
     std::mutex m_mutex;
     bool m_visible = false;

@@ -53,15 +53,15 @@ QtUtWorker::~QtUtWorker()
     }
     m_wake.notify_all();
     wait();
+    // What the thread did is seen after this: its last act was to release this flag.
+    m_left.load(std::memory_order_acquire);
 }
 
 void QtUtWorker::run()
 {
-    quint64 index = 0;
-    while (waitForNext()) {
-        if (writeOverviewElement(index))
-            ++index;
-    }
+    while (waitForNext())
+        writeOverviewElement();
+    m_left.store(true, std::memory_order_release);
 }
 
 bool QtUtWorker::waitForNext()
@@ -70,20 +70,23 @@ bool QtUtWorker::waitForNext()
     return !m_wake.wait_for(lock, std::chrono::milliseconds(m_intervalMs), [this] { return m_stop; });
 }
 
-bool QtUtWorker::writeOverviewElement(quint64 index) const
+void QtUtWorker::writeOverviewElement() const
 {
     const QVariant voltage = latest(Names::Voltage, m_deviceName, Keys::Rms);
     const QVariant qiec = latest(Names::Qiec, m_channelName, Keys::Value);
     if (!voltage.isValid() || !qiec.isValid())
-        return false;
+        return;
     const auto element = std::make_shared<QtUtDataV1>();
     element->set(Keys::Voltage, voltage);
     element->set(Keys::Qiec, qiec);
     element->set(Keys::Timestamp, QDateTime::currentDateTimeUtc());
     element->set(Keys::SampleRate, quint32(std::max(1, 1000 / m_intervalMs)));
-    return Utilities::GetAppDataStore()
-        ->createEntry(OverviewKind, m_channelName)
-        ->setValue(index, QVariant::fromValue(std::shared_ptr<const QtUtDataV1>(element)));
+    const auto entry = Utilities::GetAppDataStore()->createEntry(OverviewKind, m_channelName);
+    // Behind what an earlier worker has left: the entry keeps its highest indices.
+    quint64 last = 0;
+    QVariant value;
+    const quint64 index = entry->getLastValue(last, value) ? last + 1 : 0;
+    entry->setValue(index, QVariant::fromValue(std::shared_ptr<const QtUtDataV1>(element)));
 }
 
 } // namespace CommonNOX::Tasks

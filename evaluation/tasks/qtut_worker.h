@@ -5,6 +5,7 @@
 #include <QString>
 #include <QThread>
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 
@@ -29,7 +30,7 @@ protected:
 
 private:
     bool waitForNext();
-    bool writeOverviewElement(quint64 index) const;
+    void writeOverviewElement() const;
 
     const QString m_deviceName;
     const QString m_channelName;
@@ -37,6 +38,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_wake;
     bool m_stop = false;
+    std::atomic<bool> m_left = false;
 };
 
 } // namespace CommonNOX::Tasks

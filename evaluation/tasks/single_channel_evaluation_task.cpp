@@ -26,7 +26,11 @@ SingleChannelEvaluationTask::SingleChannelEvaluationTask(const std::shared_ptr<D
         follow(key, [this](const QVariant &) { setupQtUtWorkerThread(); });
     follow(ContextKeys::Enabled, [this](const QVariant &) { checkIfChannelIsEnabled(); });
 
-    refeshProcessors(m_evaluator->getChannelContext().getProperty(ContextKeys::UsedEvaluators));
+    {
+        // Read under the lock, so that a change which was delivered already is not undone by an older value.
+        const std::lock_guard guard(m_mutex);
+        setProcessors(m_evaluator->getChannelContext().getProperty(ContextKeys::UsedEvaluators));
+    }
     setupGating();
     setupQtUtWorkerThread();
     checkIfChannelIsEnabled();
@@ -53,18 +57,31 @@ SingleChannelEvaluationTask::SingleChannelEvaluationState SingleChannelEvaluatio
 void SingleChannelEvaluationTask::refeshProcessors(const QVariant &value)
 {
     const std::lock_guard guard(m_mutex);
+    setProcessors(value);
+}
+
+void SingleChannelEvaluationTask::setProcessors(const QVariant &value)
+{
     if (m_processors.setNames(Evaluation::Processors::SplitProcessorNames(value.toString())))
         m_evaluator->getEvaluator().processorListChanged(m_processors.getProcessors());
 }
 
 void SingleChannelEvaluationTask::checkIfChannelIsEnabled()
 {
-    m_evaluator->getEvaluator().enableEvaluation(m_evaluator->isChannelEnabled());
+    // Enabling may wait for threads whose work reaches this task, so no lock is held; instead, whoever has acted on
+    // the flag looks whether it still holds.
+    bool enabled = false;
+    do {
+        enabled = m_evaluator->isChannelEnabled();
+        m_evaluator->getEvaluator().enableEvaluation(enabled);
+    } while (enabled != m_evaluator->isChannelEnabled());
 }
 
 void SingleChannelEvaluationTask::setupGating()
 {
     const auto context = m_evaluator->getChannelContext();
+    // Keys are written side by side: what was read first must not arrive last.
+    const std::lock_guard guard(m_mutex);
     m_evaluator->getEvaluator().setGatingStatus(GatingStatus(context.getProperty(ContextKeys::Gating, 0).toInt()));
     Evaluation::Evaluators::PeriodBuildingOptions options;
     options.invert = context.getProperty(ContextKeys::Invert, options.invert).toBool();
@@ -77,9 +94,15 @@ void SingleChannelEvaluationTask::setupGating()
 void SingleChannelEvaluationTask::setupQtUtWorkerThread()
 {
     const auto context = m_evaluator->getChannelContext();
+    std::unique_ptr<QtUtWorker> ended;
+    {
+        const std::lock_guard guard(m_mutex);
+        ended.swap(m_qtUtWorker);
+    }
+    // Joined without the lock: what the thread writes may reach an observer that writes this context.
+    ended.reset();
     const std::lock_guard guard(m_mutex);
-    m_qtUtWorker.reset();
-    if (context.getProperty(ContextKeys::QtUtEnabled, false).toBool()) {
+    if (!m_qtUtWorker && context.getProperty(ContextKeys::QtUtEnabled, false).toBool()) {
         const int interval = context.getProperty(ContextKeys::QtUtInterval, QtUtWorker::DefaultIntervalMs).toInt();
         m_qtUtWorker = std::make_unique<QtUtWorker>(m_device->getSerialNumber(), m_evaluator->getChannel(), interval);
     }

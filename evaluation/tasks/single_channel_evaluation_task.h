@@ -44,11 +44,12 @@ public:
     void checkIfChannelIsEnabled();
     /// Hands gating and the building of periods to the evaluator. Any thread.
     void setupGating();
-    /// Starts or ends the thread that gathers the charge-over-voltage overview. Any thread.
+    /// Starts or ends the thread that gathers the charge-over-voltage overview. Any thread but that one.
     void setupQtUtWorkerThread();
 
 private:
     void follow(QLatin1String key, std::function<void(const QVariant &)> react);
+    void setProcessors(const QVariant &value);
 
     std::shared_ptr<Devices::PdDevice> m_device;
     std::shared_ptr<Evaluation::Evaluators::PdChannelEvaluator> m_evaluator;

@@ -1,0 +1,116 @@
+#include "connections/devices/pd_device.h"
+#include "entries/catalogue/results_pd.h"
+#include "platform/configuration_tree.h"
+#include "platform/visitors.h"
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <thread>
+
+using namespace CommonNOX;
+using Devices::PdDevice;
+using Entries::Results::Space2D::PeriodBlockV1;
+using Entries::Results::Space2D::VoltageScopeV1;
+
+namespace
+{
+
+class PdDeviceTest : public ::testing::Test
+{
+protected:
+    static Devices::Channels::ChannelInformation channel(int index)
+    {
+        using namespace Hardware;
+        return {index,
+                Coupling::Default,
+                Function::Pd,
+                SynchronisationSource::External,
+                HardwareDestination(0, index),
+                QString(),
+                MultiplexerType(),
+                HardwareSourceConfiguration(),
+                index == 4};
+    }
+
+    const std::shared_ptr<Utilities::ConfigurationTree> tree = std::make_shared<Utilities::ConfigurationTree>();
+    PdDevice device{Shared::GuiContexts::MakeReader(QStringLiteral("elsewhere"), tree),
+                    QStringLiteral("lab/devices/one"),
+                    QStringLiteral("192.0.2.7:4000"),
+                    {channel(1), channel(4)}};
+};
+
+TEST_F(PdDeviceTest, ContextsLieAtItsPathOfTheReadersTree)
+{
+    EXPECT_EQ(device.getPath(), QLatin1String("lab/devices/one"));
+    EXPECT_EQ(device.getIdentification(), QLatin1String("192.0.2.7:4000"));
+    EXPECT_EQ(device.getContext()->getRootPath(), QLatin1String("lab/devices/one"));
+    EXPECT_EQ(device.getContext()->getTree(), tree);
+    Utilities::GuiContextVisitor(device.getChannelContext(4)).setProperty(QStringLiteral("enabled"), true);
+    EXPECT_TRUE(tree->read(QStringLiteral("lab/devices/one/channels/4/enabled")).toBool());
+
+    const PdDevice lost(nullptr, QStringLiteral("p"), QStringLiteral("i"), {});
+    EXPECT_EQ(lost.getContext()->getTree(), Utilities::GetApplicationConfigurationTree());
+    EXPECT_TRUE(lost.getChannels().isEmpty());
+}
+
+TEST_F(PdDeviceTest, GoesByItsIdentificationUntilTheSerialNumberIsKnown)
+{
+    const QString path = QStringLiteral("lab/devices/one/serial_number");
+    EXPECT_EQ(device.getSerialNumber(), QLatin1String("192.0.2.7:4000"));
+    tree->write(path, QString());
+    EXPECT_EQ(device.getSerialNumber(), QLatin1String("192.0.2.7:4000"));
+    tree->write(path, QStringLiteral("SN 12"));
+    EXPECT_EQ(device.getSerialNumber(), QLatin1String("SN 12"));
+    tree->write(path, 4711);
+    EXPECT_EQ(device.getSerialNumber(), QLatin1String("4711"));
+}
+
+TEST_F(PdDeviceTest, FindsChannelsByIndexNotByPlace)
+{
+    ASSERT_NE(device.findChannel(4), nullptr);
+    EXPECT_TRUE(device.findChannel(4)->isDefaultEnabled());
+    EXPECT_EQ(device.findChannel(1)->getChannelIndex(), 1);
+    for (const int unknown : {-1, 0, 2, 5})
+        EXPECT_EQ(device.findChannel(unknown), nullptr) << unknown;
+}
+
+TEST_F(PdDeviceTest, HandsWhatItReceivesToEverySubscriber)
+{
+    QStringList notes;
+    const auto receiver = [&](const char *who) {
+        return [&notes, who](int from, quint64 index, const PdDevice::PeriodBlockPtr &block) {
+            notes.append(QStringLiteral("%1 %2 %3 %4").arg(QLatin1String(who)).arg(from).arg(index).arg(block ? 1 : 0));
+        };
+    };
+    auto first = device.subscribePeriodBlocks(receiver("a"));
+    const auto second = device.subscribePeriodBlocks(receiver("b"));
+    int scopes = 0;
+    const auto scope = device.subscribeVoltageScopes([&](const auto &) { ++scopes; });
+    EXPECT_FALSE(device.addPeriodBlock(0, 5, std::make_shared<PeriodBlockV1>())) << "unknown channel";
+    EXPECT_TRUE(device.addPeriodBlock(4, 1ull << 40, std::make_shared<PeriodBlockV1>()));
+    first.reset();
+    EXPECT_TRUE(device.addPeriodBlock(1, 6, nullptr));
+    device.addVoltageScope(std::make_shared<VoltageScopeV1>());
+    EXPECT_EQ(notes, QStringList({QStringLiteral("a 4 1099511627776 1"), QStringLiteral("b 4 1099511627776 1"),
+                                  QStringLiteral("b 1 6 0")}));
+    EXPECT_EQ(scopes, 1);
+}
+
+TEST_F(PdDeviceTest, ASubscriberMayGoWhileBlocksArrive)
+{
+    std::atomic<bool> feeding = true;
+    std::thread feeder([&] {
+        while (feeding)
+            device.addPeriodBlock(1, 0, nullptr);
+    });
+    for (int round = 0; round < 500; ++round) {
+        auto calls = std::make_unique<int>(0);
+        auto subscription = device.subscribePeriodBlocks([&](int, quint64, const auto &) { ++*calls; });
+        subscription.reset();
+        calls.reset(); // no call may be under way any more
+    }
+    feeding = false;
+    feeder.join();
+}
+
+} // namespace
