@@ -64,11 +64,14 @@ std::string jsonValue(const QVariant &value)
     }
     if (value.userType() != qMetaTypeId<Entries::ValueVector>())
         return jsonString(value.toString());
-    std::string list;
+    std::string list = "[";
     const auto values = value.value<Entries::ValueVector>();
-    for (const double element : values)
-        list += (list.empty() ? "" : ",") + jsonValue(element);
-    return '[' + list + ']';
+    for (const double element : values) {
+        if (list.size() > 1)
+            list += ',';
+        list += jsonValue(element);
+    }
+    return list += ']';
 }
 
 /// Quoted where commas, quotes or line ends stand in it.
@@ -82,7 +85,7 @@ std::string csvField(const QVariant &value)
         return text;
     for (std::size_t quote = text.find('"'); quote != std::string::npos; quote = text.find('"', quote + 2))
         text.insert(quote, 1, '"');
-    return '"' + text + '"';
+    return text.insert(0, 1, '"') += '"';
 }
 
 QString forPeople(const QVariant &value)
