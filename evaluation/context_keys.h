@@ -1,33 +1,33 @@
 #pragma once
 
-#include <QLatin1String>
+#include "evaluation/constant_name.h"
 
 /// The properties of device and channel contexts that the evaluation reads and publishes; docs/configuration-keys.md
 /// tells their values.
 namespace CommonNOX::Evaluation::ContextKeys
 {
 
-inline constexpr QLatin1String UsedEvaluators("used_evaluators");
-inline constexpr QLatin1String Enabled("enabled");
-inline constexpr QLatin1String Gating("gating");
-inline constexpr QLatin1String Invert("invert");
-inline constexpr QLatin1String PhaseOffset("phase_offset");
-inline constexpr QLatin1String PhaseSpan("phase_span");
-inline constexpr QLatin1String IgnoreCorrections("ignore_corrections");
-inline constexpr QLatin1String QiecTau1("qiec_tau1");
-inline constexpr QLatin1String QiecTau2("qiec_tau2");
-inline constexpr QLatin1String InitialQiec("init_qiec_value");
-inline constexpr QLatin1String IsReplayDevice("is_replay_device");
-inline constexpr QLatin1String QtUtEnabled("qtut_enabled");
-inline constexpr QLatin1String QtUtInterval("qtut_overview_timeout");
-inline constexpr QLatin1String PatternVisible("pattern_visible");
-inline constexpr QLatin1String Devices("devices");
+inline constexpr QLatin1String UsedEvaluators = ConstantName("used_evaluators");
+inline constexpr QLatin1String Enabled = ConstantName("enabled");
+inline constexpr QLatin1String Gating = ConstantName("gating");
+inline constexpr QLatin1String Invert = ConstantName("invert");
+inline constexpr QLatin1String PhaseOffset = ConstantName("phase_offset");
+inline constexpr QLatin1String PhaseSpan = ConstantName("phase_span");
+inline constexpr QLatin1String IgnoreCorrections = ConstantName("ignore_corrections");
+inline constexpr QLatin1String QiecTau1 = ConstantName("qiec_tau1");
+inline constexpr QLatin1String QiecTau2 = ConstantName("qiec_tau2");
+inline constexpr QLatin1String InitialQiec = ConstantName("init_qiec_value");
+inline constexpr QLatin1String IsReplayDevice = ConstantName("is_replay_device");
+inline constexpr QLatin1String QtUtEnabled = ConstantName("qtut_enabled");
+inline constexpr QLatin1String QtUtInterval = ConstantName("qtut_overview_timeout");
+inline constexpr QLatin1String PatternVisible = ConstantName("pattern_visible");
+inline constexpr QLatin1String Devices = ConstantName("devices");
 
-inline constexpr QLatin1String EvaluationState("evaluation_state");
-inline constexpr QLatin1String EvaluationLoad("evaluation_load");
-inline constexpr QLatin1String EvaluatedPeriods("evaluated_periods");
-inline constexpr QLatin1String DroppedPeriods("dropped_periods");
-inline constexpr QLatin1String Temperature("temperature");
-inline constexpr QLatin1String Gpio("gpio");
+inline constexpr QLatin1String EvaluationState = ConstantName("evaluation_state");
+inline constexpr QLatin1String EvaluationLoad = ConstantName("evaluation_load");
+inline constexpr QLatin1String EvaluatedPeriods = ConstantName("evaluated_periods");
+inline constexpr QLatin1String DroppedPeriods = ConstantName("dropped_periods");
+inline constexpr QLatin1String Temperature = ConstantName("temperature");
+inline constexpr QLatin1String Gpio = ConstantName("gpio");
 
 } // namespace CommonNOX::Evaluation::ContextKeys

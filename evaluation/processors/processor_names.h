@@ -1,8 +1,8 @@
 #pragma once
 
+#include "evaluation/constant_name.h"
 #include "nox_export.h"
 
-#include <QLatin1String>
 #include <QStringList>
 
 #include <cstddef>
@@ -12,13 +12,13 @@ namespace CommonNOX::Evaluation::Processors
 
 namespace Names
 {
-inline constexpr QLatin1String DisplayedPeriod("displayed_period");
-inline constexpr QLatin1String Frequency("frequency");
-inline constexpr QLatin1String Qiec("qiec");
-inline constexpr QLatin1String Qmax("qmax");
-inline constexpr QLatin1String Pattern("pattern");
-inline constexpr QLatin1String Voltage("voltage");
-inline constexpr QLatin1String VoltageScope("voltage_scope");
+inline constexpr QLatin1String DisplayedPeriod = ConstantName("displayed_period");
+inline constexpr QLatin1String Frequency = ConstantName("frequency");
+inline constexpr QLatin1String Qiec = ConstantName("qiec");
+inline constexpr QLatin1String Qmax = ConstantName("qmax");
+inline constexpr QLatin1String Pattern = ConstantName("pattern");
+inline constexpr QLatin1String Voltage = ConstantName("voltage");
+inline constexpr QLatin1String VoltageScope = ConstantName("voltage_scope");
 } // namespace Names
 
 /// What a measuring application usually evaluates for each channel.

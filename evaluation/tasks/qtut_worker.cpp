@@ -6,6 +6,8 @@
 #include "evaluation/processors/processor_names.h"
 #include "platform/data_store.h"
 
+#include <QDateTime>
+
 #include <algorithm>
 #include <chrono>
 
