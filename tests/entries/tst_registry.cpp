@@ -39,33 +39,19 @@ TEST(Singleton, IsTheOneOfTheLibrary)
     EXPECT_TRUE(factory().isProductRegistered(CableV1::Guid()));
 }
 
-TEST(Registration, TheFirstOfAGuidWins)
-{
-    EntryClassInformation again = RegisteredEntryClasses().front();
-    const std::size_t before = RegisteredEntryClasses().size();
-    again.create = [] { return DataEntryPtr(); };
-    EXPECT_FALSE(RegisterEntryClass(again));
-    EXPECT_EQ(RegisteredEntryClasses().size(), before);
-    EXPECT_TRUE(CreateRegisteredEntry(again.guid));
-    EXPECT_FALSE(CreateRegisteredEntry(again.guid.toLower()));
-}
-
 TEST(Parser, TakesAnEntryHeldInAnyWay)
 {
     CableCoreV1 core;
     core.set(Keys::Name, QStringLiteral("L1"));
     const auto cores = parser("nox_dac_cable_core_v1");
     const QByteArray bytes = wire(core);
-    EXPECT_EQ(cores->convertToRawData(element(QVariant::fromValue(core))), bytes);
-    EXPECT_EQ(cores->convertToRawData(element(QVariant::fromValue(std::make_shared<CableCoreV1>(core)))), bytes);
-    EXPECT_EQ(cores->convertToRawData(element(QVariant::fromValue(std::make_shared<const CableCoreV1>(core)))), bytes);
-    EXPECT_EQ(cores->convertToRawData(element(QVariant::fromValue(DataEntryPtr(std::make_shared<CableCoreV1>(core))))),
-              bytes);
-    const DataEntryConstPtr general = std::make_shared<CableCoreV1>(core);
-    EXPECT_EQ(cores->convertToRawData(element(QVariant::fromValue(general))), bytes);
-    EXPECT_EQ(parser("nox_dac_cable_v1")->convertToRawData(element(QVariant::fromValue(general))), bytes)
-        << "a general pointer is taken whatever its class";
-
+    const auto shared = std::make_shared<CableCoreV1>(core);
+    const QVariant general = QVariant::fromValue(DataEntryConstPtr(shared));
+    for (const QVariant &value :
+         {QVariant::fromValue(core), QVariant::fromValue(shared), QVariant::fromValue(DataEntryPtr(shared)), general,
+          QVariant::fromValue(std::shared_ptr<const CableCoreV1>(shared))})
+        EXPECT_EQ(cores->convertToRawData(element(value)), bytes) << value.typeName();
+    EXPECT_EQ(parser("nox_dac_cable_v1")->convertToRawData(element(general)), bytes) << "whatever its class";
     const auto parsed = cores->parse(bytes);
     EXPECT_EQ(parsed->userType(), qMetaTypeId<std::shared_ptr<CableCoreV1>>());
     EXPECT_EQ(parsed->value<std::shared_ptr<CableCoreV1>>()->get(Keys::Name), QStringLiteral("L1"));

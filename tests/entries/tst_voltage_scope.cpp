@@ -88,16 +88,10 @@ TEST(VoltageScope, ARefusedEntryLeavesItEmpty)
 {
     const auto noRate = scopeOf(5, [](double) { return 1; });
     noRate->set(Keys::SampleRate, 0u);
-    const auto noSamples = scopeOf(0, {});
-    const auto otherSamples = scopeOf(0, {});
-    otherSamples->set(Keys::Samples, QStringLiteral("none"));
-    for (const auto &entry : {noRate, noSamples, otherSamples, std::shared_ptr<VoltageScopeV1>()}) {
+    for (const auto &entry : {noRate, scopeOf(0, {}), std::shared_ptr<VoltageScopeV1>()}) {
         Data::VoltageScope scope;
         ASSERT_TRUE(scope.preProcess(scopeOf(100, [](double t) { return 1e4 * std::sin(1000 * t); })));
-        EXPECT_FALSE(scope.preProcess(entry));
-        EXPECT_FALSE(scope.isValid());
-        EXPECT_EQ(scope.getPeak(), 0.0);
-        EXPECT_EQ(scope.getSampleRate(), 0u);
+        EXPECT_FALSE(scope.preProcess(entry) || scope.isValid() || scope.getPeak() > 0);
     }
 }
 

@@ -126,18 +126,16 @@ TEST(ConfigurationTree, ManyWritersOfOnePathKeepTheirOrders)
 TEST(ConfigurationTree, EndingASubscriptionWaitsForItsCallBack)
 {
     ConfigurationTree tree;
-    std::promise<void> entered, ending;
+    std::promise<void> entered;
     std::atomic<bool> finished = false;
     auto subscription = tree.subscribe(path, [&](const QString &, const QVariant &) {
         entered.set_value();
-        ending.get_future().wait();
         for (int i = 0; i < 1000; ++i)
             std::this_thread::yield();
         finished = true;
     });
     std::thread writer([&] { tree.write(path, 1); });
     entered.get_future().wait();
-    ending.set_value();
     subscription.reset();
     EXPECT_TRUE(finished);
     writer.join();
@@ -256,17 +254,6 @@ TEST(ConfigurationTree, AParserTakesTheWritesOfItsLeaf)
     EXPECT_TRUE(tree.write(path, -1)) << "a plain leaf again";
 }
 
-TEST(ConfigurationTree, PathsAreJoinedByTheConfiguredSeparator)
-{
-    ConfigurationTree tree;
-    EXPECT_EQ(tree.joinPath(names(" a  b ")), QStringLiteral("a/b"));
-    EXPECT_EQ(tree.joinPath({}), QString());
-    tree.setInternalSetting(QStringLiteral("list_separators"), QStringLiteral("::"));
-    EXPECT_EQ(tree.joinPath(names("a b/c")), QStringLiteral("a::b/c"));
-    tree.write(QStringLiteral("a::b/c::d"), 1);
-    EXPECT_EQ(tree.getChildren(QStringLiteral("a")), names("b/c"));
-}
-
 TEST(ConfigurationTree, ValuesDieWithoutALockOfTheTree)
 {
     const auto tree = std::make_shared<ConfigurationTree>();
@@ -302,30 +289,6 @@ TEST(ConfigurationTree, TeardownBreaksTheRingOfTreeServiceAndReader)
     EXPECT_EQ(tree->read(QStringLiteral("service/status")), QStringLiteral("gone"));
     tree.reset();
     EXPECT_TRUE(watched.expired());
-}
-
-TEST(Visitors, SeeTheirTreeAndContext)
-{
-    const auto tree = std::make_shared<ConfigurationTree>();
-    const auto earlier = GetApplicationConfigurationTree();
-    InstallApplicationConfigurationTree(tree);
-    const GuiContextVisitor visitor(Shared::GuiContexts::MakeReader(QStringLiteral("context")));
-    const GuiContextVisitor without(nullptr);
-    InstallApplicationConfigurationTree(nullptr);
-    EXPECT_NE(GetApplicationConfigurationTree(), tree);
-    InstallApplicationConfigurationTree(earlier);
-
-    int calls = 0;
-    const auto subscription = visitor.subscribeProperty(QStringLiteral("p"), [&](const QString &at, const QVariant &) {
-        EXPECT_EQ(at, QStringLiteral("context/p"));
-        ++calls;
-    });
-    EXPECT_TRUE(visitor.setProperty(QStringLiteral("p"), 3));
-    EXPECT_EQ(without.getProperty(visitor.getPropertyPath(QStringLiteral("p"))), 3);
-    EXPECT_EQ(visitor.getProperty(QStringLiteral("q"), 4), 4);
-    EXPECT_TRUE(visitor.isValid());
-    EXPECT_FALSE(without.isValid());
-    EXPECT_EQ(calls, 1);
 }
 
 } // namespace

@@ -80,18 +80,4 @@ TEST_F(DataRepository, ARepositoryInstalledLaterReceivesAllRegistrations)
     EXPECT_TRUE(GetAppDataRepositoryInterface()->createParser(QStringLiteral("before_v1"))) << "not its own host";
 }
 
-TEST_F(DataRepository, LosesNoRegistrationWhileARepositoryIsInstalled)
-{
-    constexpr int Keys = 200;
-    const auto host = std::make_shared<HostRepository>();
-    std::thread registering([] {
-        for (int i = 0; i < Keys; ++i)
-            GetAppDataRepositoryInterface()->registerParser(QStringLiteral("race_%1").arg(i), named("race"));
-    });
-    InstallAppDataRepository(host);
-    registering.join();
-    for (int i = 0; i < Keys; ++i)
-        EXPECT_TRUE(GetAppDataRepositoryInterface()->createParser(QStringLiteral("race_%1").arg(i))) << i;
-}
-
 } // namespace

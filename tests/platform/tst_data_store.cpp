@@ -121,16 +121,6 @@ TEST(DataStore, WritersReadersAndObserversAtOnce)
     EXPECT_TRUE(entry->getValue(3 * Writes - 1).isValid());
 }
 
-TEST(DataStore, AnEntryThatOutlivesItsStoreRefusesValues)
-{
-    auto store = std::make_unique<DataStore>();
-    const auto entry = store->createEntry(kind, name);
-    entry->setValue(1, 1);
-    store.reset();
-    EXPECT_FALSE(entry->setValue(2, 2));
-    EXPECT_EQ(entry->getValue(1), 1);
-}
-
 TEST(DataEntryMonitor, FollowsAnEntryThatComesAndGoes)
 {
     const auto store = std::make_shared<DataStore>();
