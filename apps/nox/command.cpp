@@ -11,15 +11,15 @@ namespace
 
 struct TimeUnit
 {
-    QLatin1String suffix;
+    const char *suffix;
     double seconds;
 };
 
 // The longer suffixes first: "ms" ends with "s".
-constexpr TimeUnit TimeUnits[] = {{QLatin1String("ms"), 1e-3},
-                                  {QLatin1String("min"), 60.0},
-                                  {QLatin1String("h"), 3600.0},
-                                  {QLatin1String("s"), 1.0}};
+constexpr TimeUnit TimeUnits[] = {{"ms", 1e-3},
+                                  {"min", 60.0},
+                                  {"h", 3600.0},
+                                  {"s", 1.0}};
 
 } // namespace
 
@@ -107,8 +107,9 @@ std::optional<double> CommandLine::duration(const QString &option)
     QString text = m_parser.value(option).trimmed();
     double factor = 1.0;
     for (const TimeUnit &unit : TimeUnits) {
-        if (text.endsWith(unit.suffix)) {
-            text.chop(unit.suffix.size());
+        const QLatin1String suffix(unit.suffix);
+        if (text.endsWith(suffix)) {
+            text.chop(suffix.size());
             factor = unit.seconds;
             break;
         }
