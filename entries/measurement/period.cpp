@@ -96,6 +96,9 @@ bool Period::build(const DataEntry *entry, GatingStatus gatingStatus, bool inver
     m_events = EvaluatedEventVector();
     m_durationInMs = 0.0;
     m_statistics = {};
+    m_times = {};
+    m_sampleRate = 0;
+    m_flags = 0;
     if (!entry)
         return false;
     const PeakVector peaks = entry->get(names().peaks).value<PeakVector>();

@@ -65,8 +65,9 @@ TEST(EvaluationSession, ReadingsComeOnceInOrderOfPeriodChannelProcessor)
         const Reading &reading = readings[i];
         ASSERT_EQ(std::tuple(reading.period, reading.channel, reading.processor),
                   std::tuple(quint64(i / 4), int(i / 2 % 2), names[i % 2]));
-        if (i % 2 == 1)
+        if (i % 2 == 1) {
             ASSERT_EQ(reading.record->get(Keys::AbsolutePeakValue).toDouble(), double(reading.period + 1));
+        }
     }
     EXPECT_EQ(session.getPeriodCount(), periods * 2);
     EXPECT_EQ(session.getPulseCount(), periods * 2);

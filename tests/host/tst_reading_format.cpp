@@ -1,5 +1,6 @@
 #include "entries/catalogue/results_pd.h"
 #include "entries/catalogue/results_values.h"
+#include "entries/measurement/samples.h"
 #include "entries/property_keys.h"
 #include "host/evaluation/reading_format.h"
 
