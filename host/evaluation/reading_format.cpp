@@ -138,10 +138,11 @@ QString describeRecord(const Reading &reading)
     QStringList parts;
     for (const QString &name : reading.record->getPropertyNames()) {
         const QVariant value = reading.record->get(name);
-        if (name == Keys::Unit.toString() || value.toString().isEmpty())
+        QString text = forPeople(value);
+        if (name == Keys::Unit.toString() || text.isEmpty())
             continue;
-        const bool isNumber = value.userType() == QMetaType::Double;
-        const QString text = isNumber && !unit.isEmpty() ? forPeople(value) + QLatin1Char(' ') + unit : forPeople(value);
+        if (value.userType() == QMetaType::Double && !unit.isEmpty())
+            text += QLatin1Char(' ') + unit;
         if (name == Keys::Value.toString())
             parts.append(text);
         else
