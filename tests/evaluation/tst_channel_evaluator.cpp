@@ -143,7 +143,7 @@ TEST_F(ChannelEvaluator, ProcessorsThatStayKeepTheirThreads)
 
 TEST_F(ChannelEvaluator, SurvivesAStormAndAccountsForEveryPeriod)
 {
-    const auto half = blockOf({QVariant(), PeriodSketch().variant(), QVariant(), QVariant()});
+    const auto mixed = blockOf({QVariant(), PeriodSketch().variant(), QVariant(), QVariant()});
     std::atomic<quint64> accepted = 0;
     std::atomic<bool> raging = true;
     evaluator.enableEvaluation(true);
@@ -152,13 +152,13 @@ TEST_F(ChannelEvaluator, SurvivesAStormAndAccountsForEveryPeriod)
         storm.emplace_back([&, seed] {
             for (int round = 0; round < 500; ++round) {
                 const int act = (round * 7 + seed * 3) % 12;
-                if (act == 0)
+                if (act == 0 || act == 6)
                     evaluator.enableEvaluation(round % 4 != 0);
                 else if (act == 1)
                     evaluator.processorListChanged({one, round % 2 ? two : three});
                 else if (act == 2)
                     evaluator.setGatingStatus(GatingStatus(round % 4));
-                else if (evaluator.addNewReceivedPeriod(quint64(round), half))
+                else if (evaluator.addNewReceivedPeriod(quint64(round), mixed))
                     accepted += 4;
             }
         });
@@ -173,7 +173,7 @@ TEST_F(ChannelEvaluator, SurvivesAStormAndAccountsForEveryPeriod)
     for (std::thread &thread : storm)
         thread.join();
     evaluator.enableEvaluation(true);
-    ASSERT_TRUE(evaluator.addNewReceivedPeriod(1000, half));
+    ASSERT_TRUE(evaluator.addNewReceivedPeriod(1000, mixed));
     EXPECT_TRUE(waitUntilDone(evaluator));
     EXPECT_EQ(evaluator.getProgress().handedOn, accepted + 4);
     EXPECT_EQ(one->indices().back(), 1001u);
