@@ -10,15 +10,11 @@
 #include "platform/data_store.h"
 #include "platform/visitors.h"
 
-#include <QThread>
-
 #include <chrono>
 #include <condition_variable>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
 #include <mutex>
-#include <pthread.h>
 #include <thread>
 #include <vector>
 
@@ -56,7 +52,7 @@ struct PeriodSketch
     double pdCalibration = 0.0;
 
     template <class Entry = Space2D::PeriodV2>
-    std::shared_ptr<const Entry> entry() const
+    QVariant variant() const
     {
         Space2D::PeakVector peaks;
         for (const int amplitude : amplitudes)
@@ -70,19 +66,14 @@ struct PeriodSketch
         result->set(Keys::Flags, flags);
         result->set(Keys::PdCalibration, pdCalibration);
         result->set(Keys::Peaks, QVariant::fromValue(peaks));
-        return result;
-    }
-
-    template <class Entry = Space2D::PeriodV2>
-    QVariant variant() const
-    {
-        return QVariant::fromValue(entry<Entry>());
+        return QVariant::fromValue(std::shared_ptr<const Entry>(result));
     }
 
     std::shared_ptr<const Period> period(GatingStatus gating = GatingStatus::Off) const
     {
         const auto result = std::make_shared<Period>();
-        result->preProcess(entry(), gating, false, 0.0, 360.0, false);
+        result->preProcess(variant().value<std::shared_ptr<const Space2D::PeriodV2>>(), gating, false, 0.0, 360.0,
+                           false);
         return result;
     }
 };
@@ -97,10 +88,7 @@ inline std::shared_ptr<const Space2D::PeriodBlockV1> blockOf(const QVariantList 
 /// A block of `count` good periods without pulses.
 inline std::shared_ptr<const Space2D::PeriodBlockV1> blockOf(int count)
 {
-    QVariantList periods;
-    for (int i = 0; i < count; ++i)
-        periods.append(PeriodSketch().variant());
-    return blockOf(periods);
+    return blockOf(QVector<QVariant>(count, PeriodSketch().variant()).toList());
 }
 
 inline std::shared_ptr<const Space2D::VoltageScopeV1> scopeOf(const QVector<qint32> &samples, double calibration = 0.0)
@@ -110,6 +98,13 @@ inline std::shared_ptr<const Space2D::VoltageScopeV1> scopeOf(const QVector<qint
     scope->set(Keys::SampleRate, 5000u);
     scope->set(Keys::Calibration, calibration);
     return scope;
+}
+
+/// Waits until a channel's evaluator has evaluated all that it took.
+template <class Evaluator>
+bool waitUntilDone(const Evaluator &evaluator)
+{
+    return waitUntil([&] { return evaluator.getProgress().pending == 0; });
 }
 
 /// Shows the periods that reach it, and keeps its thread while it is closed.
@@ -123,56 +118,36 @@ public:
         m_changed.wait(lock, [this] { return m_open; });
         m_indices.push_back(index);
         m_last = period;
-        char name[32] = {};
-        pthread_getname_np(pthread_self(), name, sizeof name);
-        m_threadName = name;
         return false; // the result counts for nothing
     }
-
     bool resetProcessorState(const quint64 &) override
     {
         const std::lock_guard guard(m_mutex);
         ++m_resets;
         return true;
     }
-
     void setOpen(bool open)
     {
         const std::lock_guard guard(m_mutex);
         m_open = open;
         m_changed.notify_all();
     }
-
     bool waitUntilEntered(int times) const
     {
-        return waitUntil([&] {
-            const std::lock_guard guard(m_mutex);
-            return m_entered >= times;
-        });
+        return waitUntil([&] { return locked(m_entered) >= times; });
     }
-
-    std::vector<quint64> indices() const
-    {
-        const std::lock_guard guard(m_mutex);
-        return m_indices;
-    }
-    std::shared_ptr<const Period> last() const
-    {
-        const std::lock_guard guard(m_mutex);
-        return m_last;
-    }
-    int resets() const
-    {
-        const std::lock_guard guard(m_mutex);
-        return m_resets;
-    }
-    std::string threadName() const
-    {
-        const std::lock_guard guard(m_mutex);
-        return m_threadName;
-    }
+    std::vector<quint64> indices() const { return locked(m_indices); }
+    std::shared_ptr<const Period> last() const { return locked(m_last); }
+    int resets() const { return locked(m_resets); }
 
 private:
+    template <class Value>
+    Value locked(const Value &value) const
+    {
+        const std::lock_guard guard(m_mutex);
+        return value;
+    }
+
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     bool m_open = true;
@@ -180,7 +155,6 @@ private:
     int m_resets = 0;
     std::vector<quint64> m_indices;
     std::shared_ptr<const Period> m_last;
-    std::string m_threadName;
 };
 
 /// A data store and a tree of each test's own.
