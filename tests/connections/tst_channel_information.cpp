@@ -166,12 +166,11 @@ TEST(ParseChannelInformationFromString, FillsInWhatIsMissing)
 
 TEST(ParseChannelInformationFromString, RefusesOversizedText)
 {
-    const auto named = [](int length) { return QStringLiteral("name=") + QString(length, QLatin1Char('n')); };
-    EXPECT_TRUE(ParseChannelInformationFromString(named(Text::MaximumItemLength - 5), 0).isValid());
-    EXPECT_FALSE(ParseChannelInformationFromString(named(Text::MaximumItemLength - 4), 0).isValid());
-    EXPECT_TRUE(ParseChannelInformationFromString(QString(Text::MaximumTextLength, QLatin1Char('|')), 0).isValid());
-    EXPECT_FALSE(
-        ParseChannelInformationFromString(QString(Text::MaximumTextLength + 1, QLatin1Char('|')), 0).isValid());
+    const auto valid = [](const QString &text) { return ParseChannelInformationFromString(text, 0).isValid(); };
+    const QString name = QStringLiteral("name=") + QString(Text::MaximumItemLength - 5, QLatin1Char('n'));
+    const QString bars(Text::MaximumTextLength, QLatin1Char('|'));
+    EXPECT_TRUE(valid(name) && valid(bars));
+    EXPECT_FALSE(valid(name + QLatin1Char('n')) || valid(bars + QLatin1Char('|')));
 }
 
 TEST(ParseChannelInformationData, ReadsDeviceSettings)
@@ -206,18 +205,20 @@ TEST(ParseChannelInformationData, TakesOddValuesForWhatTheyAre)
         int index;
     };
     const auto text = [](const char *latin) { return QVariant(QLatin1String(latin)); };
-    const Row rows[] = {{"Index", text("7"), true, 7},
-                        {"Index", 7.0, true, 7},
-                        {"Index", 7.5, false, -1},
-                        {"Index", qint64(1) << 32, false, -1},
-                        {"Index", std::numeric_limits<double>::quiet_NaN(), false, -1},
-                        {"Index", QVariant(), false, -1},
-                        {"CouplingType", 1, false, 0}, // a number is no text of a type
-                        {"SynchronisationSourceType", text(""), false, 0},
-                        {"HardwareDestination", 5, false, 0},
-                        {"HardwareSource", QString(), true, 0},
-                        {"HardwareSourceConfig", text("unknown"), true, 0},
-                        {"Name", QString(Text::MaximumItemLength, QLatin1Char('n')), false, -1}};
+    const QString longest(Text::MaximumItemLength, QLatin1Char('n'));
+    // A number is no text of a type.
+    const auto rows = {Row{"Index", text("7"), true, 7},
+                       Row{"Index", 7.0, true, 7},
+                       Row{"Index", 7.5, false, -1},
+                       Row{"Index", qint64(1) << 32, false, -1},
+                       Row{"Index", qQNaN(), false, -1},
+                       Row{"Index", QVariant(), false, -1},
+                       Row{"CouplingType", 1, false, 0},
+                       Row{"SynchronisationSourceType", text(""), false, 0},
+                       Row{"HardwareDestination", 5, false, 0},
+                       Row{"HardwareSource", QString(), true, 0},
+                       Row{"HardwareSourceConfig", text("unknown"), true, 0},
+                       Row{"Name", longest, false, -1}};
     // The invalid one must not be found under the name that is missing.
     const QList<MultiplexerType> multiplexers{MultiplexerType(), MultiplexerType(QStringLiteral("mux"), 8)};
     for (const Row &row : rows) {
