@@ -10,7 +10,6 @@
 using namespace CommonNOX;
 using Devices::PdDevice;
 using Entries::Results::Space2D::PeriodBlockV1;
-using Entries::Results::Space2D::VoltageScopeV1;
 
 namespace
 {
@@ -41,37 +40,18 @@ protected:
 
 TEST_F(PdDeviceTest, ContextsLieAtItsPathOfTheReadersTree)
 {
-    EXPECT_EQ(device.getPath(), QLatin1String("lab/devices/one"));
-    EXPECT_EQ(device.getIdentification(), QLatin1String("192.0.2.7:4000"));
-    EXPECT_EQ(device.getContext()->getRootPath(), QLatin1String("lab/devices/one"));
-    EXPECT_EQ(device.getContext()->getTree(), tree);
+    EXPECT_EQ(device.findChannel(4)->getChannelIndex(), 4) << "by index, not by place";
     Utilities::GuiContextVisitor(device.getChannelContext(4)).setProperty(QStringLiteral("enabled"), true);
     EXPECT_TRUE(tree->read(QStringLiteral("lab/devices/one/channels/4/enabled")).toBool());
 
     const PdDevice lost(nullptr, QStringLiteral("p"), QStringLiteral("i"), {});
     EXPECT_EQ(lost.getContext()->getTree(), Utilities::GetApplicationConfigurationTree());
-    EXPECT_TRUE(lost.getChannels().isEmpty());
-}
 
-TEST_F(PdDeviceTest, GoesByItsIdentificationUntilTheSerialNumberIsKnown)
-{
-    const QString path = QStringLiteral("lab/devices/one/serial_number");
-    EXPECT_EQ(device.getSerialNumber(), QLatin1String("192.0.2.7:4000"));
-    tree->write(path, QString());
-    EXPECT_EQ(device.getSerialNumber(), QLatin1String("192.0.2.7:4000"));
-    tree->write(path, QStringLiteral("SN 12"));
-    EXPECT_EQ(device.getSerialNumber(), QLatin1String("SN 12"));
-    tree->write(path, 4711);
+    const QString number = QStringLiteral("lab/devices/one/serial_number");
+    tree->write(number, QString());
+    EXPECT_EQ(device.getSerialNumber(), QLatin1String("192.0.2.7:4000")) << "until the instrument tells its own";
+    tree->write(number, 4711);
     EXPECT_EQ(device.getSerialNumber(), QLatin1String("4711"));
-}
-
-TEST_F(PdDeviceTest, FindsChannelsByIndexNotByPlace)
-{
-    ASSERT_NE(device.findChannel(4), nullptr);
-    EXPECT_TRUE(device.findChannel(4)->isDefaultEnabled());
-    EXPECT_EQ(device.findChannel(1)->getChannelIndex(), 1);
-    for (const int unknown : {-1, 0, 2, 5})
-        EXPECT_EQ(device.findChannel(unknown), nullptr) << unknown;
 }
 
 TEST_F(PdDeviceTest, HandsWhatItReceivesToEverySubscriber)
@@ -84,16 +64,12 @@ TEST_F(PdDeviceTest, HandsWhatItReceivesToEverySubscriber)
     };
     auto first = device.subscribePeriodBlocks(receiver("a"));
     const auto second = device.subscribePeriodBlocks(receiver("b"));
-    int scopes = 0;
-    const auto scope = device.subscribeVoltageScopes([&](const auto &) { ++scopes; });
     EXPECT_FALSE(device.addPeriodBlock(0, 5, std::make_shared<PeriodBlockV1>())) << "unknown channel";
     EXPECT_TRUE(device.addPeriodBlock(4, 1ull << 40, std::make_shared<PeriodBlockV1>()));
     first.reset();
     EXPECT_TRUE(device.addPeriodBlock(1, 6, nullptr));
-    device.addVoltageScope(std::make_shared<VoltageScopeV1>());
     EXPECT_EQ(notes, QStringList({QStringLiteral("a 4 1099511627776 1"), QStringLiteral("b 4 1099511627776 1"),
                                   QStringLiteral("b 1 6 0")}));
-    EXPECT_EQ(scopes, 1);
 }
 
 TEST_F(PdDeviceTest, ASubscriberMayGoWhileBlocksArrive)

@@ -23,7 +23,6 @@
 #include <QFileInfo>
 #include <QMetaEnum>
 #include <QSet>
-#include <QXmlStreamReader>
 
 #include <gtest/gtest.h>
 
@@ -34,8 +33,6 @@ using namespace CommonNOX;
 using namespace CommonNOX::Entries;
 // Inside a test, `Test` is the class of the test framework.
 namespace TestRecords = CommonNOX::Entries::Test;
-
-static const QString iconFolder = QStringLiteral(":/CommonNOX/Entries/");
 
 static QByteArray bytesOf(const QVariant &value)
 {
@@ -111,45 +108,30 @@ TEST(Catalogue, StoredFormatStaysAsListed)
     }
 }
 
-TEST(Catalogue, IdentitiesAreUnique)
-{
-    QSet<QString> guids;
-    QSet<QString> keys;
-    for (const EntryClassInformation &known : RegisteredEntryClasses()) {
-        EXPECT_EQ(known.guid, known.create()->getGuid()) << nameOf(known);
-        // Without regard to case: other systems compare GUIDs that way.
-        guids += known.guid.toUpper();
-        keys += QString::fromStdString(nameOf(known));
-    }
-    EXPECT_EQ(size_t(guids.size()), RegisteredEntryClasses().size());
-    EXPECT_EQ(size_t(keys.size()), RegisteredEntryClasses().size());
-}
-
-TEST(Catalogue, ADefaultEntryIsValidUnlessItsContentDecides)
+TEST(Catalogue, IdentitiesAndLabelsAreUnique)
 {
     const QStringList byContent = {TestRecords::ConfigurationV1::Guid(), TestRecords::TestV1::Guid(),
                                    Calibration::DacCalibrationAnalysisRequestV1::Guid()};
+    QSet<QString> guids, keys;
     for (const EntryClassInformation &known : RegisteredEntryClasses()) {
-        EXPECT_EQ(known.create()->isValid(), !byContent.contains(known.guid)) << nameOf(known);
-        EXPECT_FALSE(known.create()->isDefault()) << nameOf(known);
-    }
-}
-
-TEST(Catalogue, LabelsTellTheSearchCriteriaOfAClassApart)
-{
-    for (const EntryClassInformation &known : RegisteredEntryClasses()) {
-        QSet<QString> labels;
         const DataEntryPtr entry = known.create();
+        EXPECT_EQ(known.guid, entry->getGuid()) << nameOf(known);
+        EXPECT_EQ(entry->isValid(), !byContent.contains(known.guid)) << nameOf(known);
+        EXPECT_FALSE(entry->isDefault()) << nameOf(known);
+        // Without regard to case: other systems compare GUIDs that way.
+        guids += known.guid.toUpper();
+        keys += QString::fromStdString(nameOf(known));
+        QSet<QString> labels;
         for (const DataEntryProperty &property : entry->getProperties()) {
             const QString label = property.getDescription();
-            const std::string where = nameOf(known) + " " + property.getName().toStdString();
-            ASSERT_FALSE(label.isEmpty()) << where;
-            EXPECT_TRUE(label.front().isUpper()) << where;
-            EXPECT_EQ(label, label.simplified()) << where;
-            EXPECT_FALSE(labels.contains(label)) << where;
+            EXPECT_TRUE(!label.isEmpty() && label.front().isUpper() && label == label.simplified())
+                << nameOf(known) << " " << property.getName().toStdString();
             labels += label;
         }
+        EXPECT_EQ(labels.size(), entry->getPropertyNames().size()) << nameOf(known);
     }
+    EXPECT_EQ(size_t(guids.size()), RegisteredEntryClasses().size());
+    EXPECT_EQ(size_t(keys.size()), RegisteredEntryClasses().size());
 }
 
 TEST(Catalogue, IconsExistAndEachIsUsed)
@@ -162,17 +144,12 @@ TEST(Catalogue, IconsExistAndEachIsUsed)
             used += property.getIcon().name();
         }
     }
-    QDirIterator icons(iconFolder, {QStringLiteral("*.svg")}, QDir::Files, QDirIterator::Subdirectories);
+    QDirIterator icons(QStringLiteral(":/CommonNOX/Entries/"), {QStringLiteral("*.svg")}, QDir::Files,
+                       QDirIterator::Subdirectories);
     ASSERT_TRUE(icons.hasNext());
     while (icons.hasNext()) {
-        QFile icon(icons.next());
-        EXPECT_TRUE(used.contains(icon.fileName())) << icon.fileName().toStdString();
-        ASSERT_TRUE(icon.open(QIODevice::ReadOnly));
-        QXmlStreamReader svg(&icon);
-        ASSERT_TRUE(svg.readNextStartElement());
-        EXPECT_EQ(svg.attributes().value(QStringLiteral("viewBox")), QStringLiteral("0 0 24 24"));
-        svg.skipCurrentElement();
-        EXPECT_FALSE(svg.hasError()) << icon.fileName().toStdString();
+        const QString icon = icons.next();
+        EXPECT_TRUE(used.contains(icon)) << icon.toStdString();
     }
 }
 

@@ -40,35 +40,22 @@ TEST(DataEntry, PropertiesAreThoseOfItsDeclaration)
     EXPECT_TRUE(entry.set(QStringLiteral("A"), QStringLiteral("text"))) << "whatever its type";
     EXPECT_EQ(entry.getProperty(QStringLiteral("A")).getType(), QMetaType::QString);
     EXPECT_EQ(entry.getProperties().size(), 3);
-    EXPECT_FALSE(entry.get(QStringLiteral("a")).isValid());
-    const DataEntryProperty unknown = entry.getProperty(QStringLiteral("a"));
-    EXPECT_TRUE(unknown.getName().isEmpty() && unknown.getIcon().isNull() && unknown.getDescription().isEmpty());
-    EXPECT_EQ(unknown.getType(), QMetaType::UnknownType);
-
     EXPECT_FALSE(entry.setProperty(Record::property({"a", 1})));
     EXPECT_TRUE(entry.setProperty(Record::property({"A", 9, true, "label"})));
-    EXPECT_TRUE(entry.getProperty(QStringLiteral("A")).isSearchable());
     EXPECT_EQ(entry.get(QStringLiteral("A")), 9);
 }
 
 TEST(DataEntryProperty, LabelAndUpdate)
 {
     DataEntryProperty property = Record::property({"N", 1});
-    const DataEntryProperty copy = property;
     EXPECT_EQ(property.getDescription(), n) << "for want of anything else";
-    property.setDescription(QStringLiteral("label"));
-    EXPECT_EQ(property.getDescription(), QStringLiteral("label"));
     property.setDescriptionTranslator([] { return QString(); });
     EXPECT_EQ(property.getDescription(), QString()) << "a translator counts even when it has nothing to say";
-    EXPECT_EQ(copy.getDescription(), n);
-
     DataEntryProperty other = Record::property({"M", 2, true, "other"});
     EXPECT_FALSE(property.updateFromProperty(other));
-    EXPECT_EQ(property.getValue(), 1);
     other.setName(n);
     EXPECT_TRUE(property.updateFromProperty(other));
     EXPECT_EQ(property.getValue(), 2);
-    EXPECT_TRUE(property.isSearchable());
     EXPECT_EQ(property.getDescription(), QStringLiteral("other")) << "the translator has gone as well";
     EXPECT_TRUE(property.updateFromProperty(property));
 }
@@ -113,16 +100,9 @@ TEST(DataEntry, PathsLeadThroughEntriesHeldInAnyWay)
         EXPECT_FALSE(outer.findNestedProperty({QStringLiteral("C"), n, n}, property)) << way.typeName();
     }
     const Record entry(guid, {{"N", 1}, {"Null", QVariant::fromValue(DataEntryConstPtr())}});
-    for (const auto &[path, found] : {std::pair<QStringList, bool>{{}, false},
-                                      {{n}, true},
-                                      {{n, n}, false},
-                                      {{QStringLiteral("X")}, false},
-                                      {{QStringLiteral("Null"), n}, false}}) {
-        DataEntryProperty property;
-        DataEntryConstPtr owner;
-        EXPECT_EQ(entry.findNestedPropertyEntry(path, owner, property), found) << path.size();
-        EXPECT_EQ(entry.findNestedProperty(path, property), found);
-    }
+    DataEntryProperty property;
+    for (const QStringList &path : {QStringList{}, {n, n}, {QStringLiteral("X")}, {QStringLiteral("Null"), n}})
+        EXPECT_FALSE(entry.findNestedProperty(path, property)) << path.join(QLatin1Char('/')).toStdString();
 }
 
 /// Two ways from an entry to itself.
@@ -171,45 +151,32 @@ TEST(DataEntry, QueriesFindTextAnywhere)
         bool found;
     };
     const auto text = [](const char *latin) { return QVariant(QString::fromUtf8(latin)); };
-    for (const Row &row :
-         {Row{text("xabcx"), text("abc"), true}, Row{text("xABCx"), text("abc"), false}, Row{text(""), text(""), true},
-          Row{QVariant(), QVariant(), true}, Row{QVariant(), text("?"), false}, Row{text("a/b\nc"), text("a*c"), true},
-          Row{text("a+c"), text("a+c"), true}, Row{text("abc"), text("^abc$"), false},
-          Row{text("50 %1"), text("%1"), true}, Row{12.5, text("2.5"), true}, Row{42, 4, true},
-          Row{QVariantList{1}, text("1"), false}}) {
+    for (const Row &row : {Row{text("xabcx"), text("abc"), true}, Row{text("xABCx"), text("abc"), false},
+                           Row{QVariant(), QVariant(), true}, Row{text("a/b\nc"), text("a*c"), true},
+                           Row{text("a+c"), text("a+c"), true}, Row{text("50 %1"), text("%1"), true}, Row{42, 4, true},
+                           Row{QVariantList{1}, text("1"), false}}) {
         EXPECT_EQ(DataEntry::QueryProperty(held(Record(guid, {{"N", row.value}})), n, row.query), row.found)
             << row.value.toString().toStdString() << " / " << row.query.toString().toStdString();
     }
-    EXPECT_FALSE(DataEntry::QueryProperty(held(Record()), n, QVariant()));
     EXPECT_FALSE(DataEntry::QueryProperty(nullptr, n, QVariant()));
     EXPECT_EQ(DataEntry::FormatProperty(nullptr, n), QString());
-    EXPECT_EQ(DataEntry::FormatProperty(held(Record(guid, {{"N", 1.5}})), n), QStringLiteral("1.5"));
 }
 
 TEST(Wildcard, MatchesTheWholeText)
 {
     struct Row
     {
-        const char *pattern, *matching, *other;
+        const char *pattern, *matching, *other = nullptr;
     };
-    for (const Row &row : {Row{"", "", "a"},           Row{"*", "a/\r\nb", nullptr},
-                           Row{"**?", "a", ""},        Row{"a*", "a", "ba"},
-                           Row{"*a", "aba", "ab"},     Row{"?", "\xf0\x9f\x94\x8c", "ab"},
-                           Row{"[a-c]x", "bx", "dx"},  Row{"[!a-c]", "d", "b"},
-                           Row{"[^a]", "b", "a"},      Row{"[]a]", "]", "b"},
-                           Row{"[!]a]", "b", "]"},     Row{"[a-]", "-", "b"},
-                           Row{"[c-a]", nullptr, "b"}, Row{"[", "[", "a"},
-                           Row{"[ab", "[ab", "a"},     Row{"[]", "[]", ""},
-                           Row{"[!]", "[!]", "a"},     Row{"[[]", "[", "]"},
-                           Row{"[*]", "*", "a"},       Row{"[a][", "a[", "[a]["},
-                           Row{"\\*", "\\x", "x"},     Row{"a*b*c", "a1b2bc", "acb"}}) {
+    for (const Row &row :
+         {Row{"", "", "a"}, Row{"*", "a/\r\nb"}, Row{"**?", "a", ""}, Row{"a*", "a", "ba"}, Row{"*a", "aba", "ab"},
+          Row{"?", "\xf0\x9f\x94\x8c", "ab"}, Row{"[!a-c]x", "dx", "bx"}, Row{"[^a]", "b", "a"}, Row{"[]a]", "]", "b"},
+          Row{"[!]a]", "b", "]"}, Row{"[a-]", "-", "b"}, Row{"[c-a]", nullptr, "b"}, Row{"[ab", "[ab", "a"},
+          Row{"[]", "[]", ""}, Row{"[!]", "[!]", "a"}, Row{"[[]", "[", "]"}, Row{"[a][", "a[", "[a]["},
+          Row{"\\*", "\\x", "x"}, Row{"a*b*c", "a1b2bc", "acb"}}) {
         const QString pattern = QString::fromUtf8(row.pattern);
-        if (row.matching) {
-            EXPECT_TRUE(MatchesWildcard(pattern, QString::fromUtf8(row.matching))) << row.pattern;
-        }
-        if (row.other) {
-            EXPECT_FALSE(MatchesWildcard(pattern, QString::fromUtf8(row.other))) << row.pattern;
-        }
+        EXPECT_TRUE(!row.matching || MatchesWildcard(pattern, QString::fromUtf8(row.matching))) << row.pattern;
+        EXPECT_FALSE(row.other && MatchesWildcard(pattern, QString::fromUtf8(row.other))) << row.pattern;
     }
 }
 

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <thread>
-#include <vector>
 
 using namespace FrameworkCore::AppData::Interfaces;
 using namespace Utilities;
@@ -40,13 +38,7 @@ struct HostRepository final : DataRepositoryInterface
     std::map<QString, ParserCreator> creators;
 };
 
-/// No test leaves its repository behind.
-struct DataRepository : testing::Test
-{
-    ~DataRepository() override { InstallAppDataRepository(nullptr); }
-};
-
-TEST_F(DataRepository, TheFirstRegistrationOfAKeyWins)
+TEST(DataRepository, TheFirstRegistrationOfAKeyWins)
 {
     const auto repository = GetAppDataRepositoryInterface();
     const QString key = QStringLiteral("first_wins_v1");
@@ -54,11 +46,9 @@ TEST_F(DataRepository, TheFirstRegistrationOfAKeyWins)
     EXPECT_TRUE(repository->registerParser(key, named("first")));
     EXPECT_FALSE(repository->registerParser(key, named("second")));
     EXPECT_EQ(repository->createParser(key)->convertToRawData({}), "first");
-    EXPECT_EQ(repository->getRegisteredKeys().count(key), 1);
-    EXPECT_NE(repository->createParser(key), repository->createParser(key)) << "a new parser each time";
 }
 
-TEST_F(DataRepository, ARepositoryInstalledLaterReceivesAllRegistrations)
+TEST(DataRepository, ARepositoryInstalledLaterReceivesAllRegistrations)
 {
     const auto repository = GetAppDataRepositoryInterface();
     repository->registerParser(QStringLiteral("before_v1"), named("before"));
@@ -78,6 +68,7 @@ TEST_F(DataRepository, ARepositoryInstalledLaterReceivesAllRegistrations)
     EXPECT_TRUE(repository->createParser(QStringLiteral("after_v1")));
     InstallAppDataRepository(repository);
     EXPECT_TRUE(GetAppDataRepositoryInterface()->createParser(QStringLiteral("before_v1"))) << "not its own host";
+    InstallAppDataRepository(nullptr);
 }
 
 } // namespace

@@ -5,16 +5,13 @@
 #include "platform/lockable.h"
 #include "platform/pending_value.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <limits>
-#include <stdexcept>
+#include <memory>
 #include <thread>
-#include <vector>
-
-using testing::ElementsAre;
+#include <utility>
 
 namespace
 {
@@ -76,13 +73,10 @@ TEST(Lockable, TheOwnerReentersAndACopyHasALockOfItsOwn)
 TEST(Interval, IsClosed)
 {
     using Interval = Shared::Interval<double>;
-    constexpr double Infinity = std::numeric_limits<double>::infinity();
-    constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
     static_assert(Interval(1, 3).intersected({3, 5}) == Interval(3, 3));
     static_assert(!Interval(1, 3).intersected({4, 5}) && !Interval(3, 1).intersected({0, 5}));
-    static_assert(Interval(-Infinity, Infinity).contains(1e308) && !Interval(1, 3).contains(3.5));
-    static_assert(Interval(1, 1).contains(1) && Interval(2, 1).isEmpty());
-    EXPECT_FALSE(Interval(1, 3).contains(NaN)) << "NaN is in no interval";
+    static_assert(Interval(1, 1).contains(1) && !Interval(1, 3).contains(3.5) && Interval(2, 1).isEmpty());
+    EXPECT_FALSE(Interval(1, 3).contains(std::numeric_limits<double>::quiet_NaN()));
 }
 
 } // namespace
