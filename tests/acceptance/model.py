@@ -1,11 +1,8 @@
-#!/usr/bin/env python3
 """An independent model of `nox evaluate`: pulse CSV in, readings out, in plain double arithmetic.
 
 The input is taken to be valid; a faulty file raises whatever Python raises."""
 import argparse
-import json
 import math
-import sys
 from dataclasses import dataclass, field
 
 DIRTY, MILLIVOLT = 0x1, 0x4
@@ -14,7 +11,6 @@ SUPPRESSING_GATING = 3
 CALIBRATION_THRESHOLD = 1e-12
 PERIOD_COLUMNS = ("channel", "period", "start_ticks", "end_ticks", "sample_rate", "pd_correction", "pd_calibration",
                   "tv_correction", "tv_calibration", "period_flags")
-PULSE_COLUMNS = ("time_ticks", "amplitude", "voltage", "flags")
 
 
 @dataclass(frozen=True)
@@ -179,7 +175,7 @@ def evaluate(path, options=Options()):
 
 
 def argument_parser():
-    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser = argparse.ArgumentParser()
     parser.add_argument("pulses", metavar="PULSES.csv")
     parser.add_argument("--evaluators", type=lambda text: tuple(filter(None, text.split(";"))),
                         default=Options.evaluators)
@@ -189,18 +185,10 @@ def argument_parser():
         parser.add_argument(name, type=float)
     for name in ("--invert", "--ignore-corrections"):
         parser.add_argument(name, action="store_true")
-    parser.add_argument("--output", choices=["jsonl"], default="jsonl")
-    parser.add_argument("--json", action="store_const", const="jsonl", dest="output")
     return parser
 
 
 def parse(arguments):
     """File and options of the same command line that the program takes."""
     given = vars(argument_parser().parse_args(arguments))
-    path, _ = given.pop("pulses"), given.pop("output")
-    return path, Options(**{name: value for name, value in given.items() if value is not None})
-
-
-if __name__ == "__main__":
-    for reading in evaluate(*parse(sys.argv[1:])):
-        print(json.dumps(reading))
+    return given.pop("pulses"), Options(**{name: value for name, value in given.items() if value is not None})

@@ -8,8 +8,6 @@
 
 #include <QUrl>
 
-#include <algorithm>
-#include <iterator>
 #include <tuple>
 
 namespace
@@ -45,7 +43,10 @@ TEST(EvaluationSession, ReadingsComeOnceInOrderOfPeriodChannelProcessor)
     const quint64 periods = 2 * Utilities::DataStore::DefaultRetention;
     EvaluationSession session(settingsFor({QStringLiteral("qmax"), QStringLiteral("frequency")}));
     std::vector<Reading> readings;
-    const auto take = [&] { std::ranges::move(session.takeReadings(), std::back_inserter(readings)); };
+    const auto take = [&] {
+        for (Reading &reading : session.takeReadings())
+            readings.push_back(std::move(reading));
+    };
     for (quint64 index = 0; index < periods; ++index) {
         for (const int channel : {1, 0}) {
             ASSERT_TRUE(session.addPeriod(makePeriod(channel, index, {qint32(index) + 1})));
