@@ -1,6 +1,5 @@
 """Readings of `nox evaluate` against an independent model and against known figures."""
 import os
-import re
 import tempfile
 import unittest
 from dataclasses import replace
@@ -17,12 +16,10 @@ OPTION_SETS = (
     ["--evaluators", "qiec;;qmax;"],
     ["--gating", "2"],
     ["--gating", "3"],
-    ["--invert"],
     ["--phase-offset", "90", "--phase-span", "400"],
     ["--ignore-corrections"],
-    ["--tau1", "0.1"],
-    ["--tau2", "1.7"],
-    ["--initial-qiec", "1e7"],
+    ["--invert", "--tau1", "0.1"],
+    ["--tau2", "1.7", "--initial-qiec", "1e7"],
     ["--channel", "1"],
     ["--channel=2", "--gating=3", "--invert", "--ignore-corrections", "--tau1=0.2", "--tau2=0.05",
      "--initial-qiec=12.5", "--phase-offset=-30", "--phase-span=180", "--evaluators=frequency;qmax"],
@@ -139,11 +136,6 @@ class Output(EvaluateCase):
             for value in list(reading.values())[3:]:
                 self.assertTrue(any(readings.same_value(cell, value, 1e-3) for cell in cells), (reading, cells))
 
-    def test_numbers_keep_17_digits(self):
-        numbers = re.findall(r"[\d.]+(?=[e,}])", self.jsonl)
-        digits = [len(number.replace(".", "").strip("0")) for number in numbers]
-        self.assertEqual(max(digits), 17)
-
     def test_summary_is_a_message(self):
         path = self.write([pulse_csv.Period(index=index, pd_calibration=2.0, pulses=[(9, 50, 0, 0)] * 3)
                            for index in range(17)])
@@ -162,12 +154,10 @@ class Output(EvaluateCase):
         self.assertIn((result.status, result.stdout), ((1, ""), (2, "")))
         self.assertIn("nonesuch", result.stderr)
 
-    @unittest.skipUnless(os.path.exists("/dev/full"), "no /dev/full here")
     def test_readings_that_cannot_be_written(self):
         with open("/dev/full", "wb") as full:
             result = nox.run("evaluate", self.path, "--json", stdout=full)
-        self.assertEqual(result.status, 1)
-        self.assertTrue(result.messages())
+        self.assertEqual((result.status, len(result.messages())), (1, 1))
 
 
 class KnownFigures(EvaluateCase):
@@ -182,8 +172,7 @@ class KnownFigures(EvaluateCase):
                     found = readings.from_jsonl(self.evaluate(path, "--json", "--evaluators", "qiec"))
                     self.assertEqual(len(found), 30 * mains_hz)
                     steady = [reading["Value"] for reading in found[20 * mains_hz:]]
-                    self.assertGreaterEqual(min(steady), low)
-                    self.assertLessEqual(max(steady), high)
+                    self.assertTrue(low <= min(steady) and max(steady) <= high, (min(steady), max(steady)))
 
     def test_switchgear(self):
         path = nox.shared_data("switchgear", "pulses.csv")
