@@ -112,18 +112,10 @@ TEST(SignalSource, GrowsWithTheVoltageFromInceptionOn)
         // A period's voltage is the one at its start; the profile climbs 1 kV in 50 periods.
         const SimulatedSignalSource source = oneChannel(kind, "0:0,20:20,20:0");
         std::array<int, 20> pulses = {};
-        std::array<double, 20> charge = {};
-        for (int index = 0; index < 1000; ++index) {
-            const RawPeriod period = source.period(0, quint64(index)).value();
-            pulses[index / 50] += period.peaks.size();
-            for (const auto &peak : period.peaks)
-                charge[index / 50] += std::abs(peak.amplitude) * period.pdCalibration;
-        }
+        for (int index = 0; index < 1000; ++index)
+            pulses[index / 50] += source.period(0, quint64(index))->peaks.size();
         EXPECT_EQ(std::count(pulses.begin(), pulses.end(), 0), inception);
         EXPECT_GT(pulses[19], 3 * pulses[inception + 1]);
-        if (kind != DischargeKind::Corona) {
-            EXPECT_GT(charge[19] / pulses[19], 1.1 * charge[inception + 1] / pulses[inception + 1]);
-        }
         EXPECT_TRUE(source.period(0, 1001)->peaks.isEmpty()) << "the voltage is off";
     }
 }
@@ -253,35 +245,21 @@ TEST(VoltageProfile, JoinsItsPointsByStraightLines)
     EXPECT_DOUBLE_EQ(SimulatedSignalSource(settings).kilovoltsAt(19 * qint64(settings.sampleRate)), 2.5);
 }
 
-TEST(PortableRandom, DrawsTheDistributionsItNames)
+TEST(PortableRandom, DrawsPoissonNumbersAndKnowsTheSine)
 {
-    const struct
-    {
-        double (*draw)(PortableRandom &);
-        double mean;
-        double variance;
-    } rows[] = {
-        {[](PortableRandom &random) { return random.uniform(); }, 0.5, 1.0 / 12.0},
-        {[](PortableRandom &random) { return random.normal(); }, 0.0, 1.0},
-        {[](PortableRandom &random) { return random.exponential(); }, 1.0, 1.0},
-        {[](PortableRandom &random) { return double(random.poisson(0.3)); }, 0.3, 0.3},
-        {[](PortableRandom &random) { return double(random.poisson(20.0)); }, 20.0, 20.0},
-    };
     PortableRandom random(1, 2, 3);
-    for (const auto &row : rows) {
+    for (const double mean : {0.0, 0.3, 20.0}) {
         constexpr int Count = 100'000;
         double sum = 0.0;
         double squares = 0.0;
         for (int i = 0; i < Count; ++i) {
-            const double drawn = row.draw(random);
-            sum += drawn;
-            squares += drawn * drawn;
+            const double deviation = random.poisson(mean) - mean;
+            sum += deviation;
+            squares += deviation * deviation;
         }
-        const double mean = sum / Count;
-        EXPECT_NEAR(mean, row.mean, 5.0 * std::sqrt(row.variance / Count));
-        EXPECT_NEAR(squares / Count - mean * mean, row.variance, 0.05 * row.variance) << row.mean;
+        EXPECT_NEAR(sum / Count, 0.0, 5.0 * std::sqrt(mean / Count));
+        EXPECT_NEAR(squares / Count, mean, 0.05 * mean);
     }
-    EXPECT_EQ(random.poisson(0.0), 0);
     for (int i = -1000; i <= 1000; ++i)
         EXPECT_NEAR(portableSine(i / 400.0), std::sin(2.0 * M_PI * i / 400.0), 4e-15) << i;
 }
