@@ -38,7 +38,7 @@ class EvaluateCase(unittest.TestCase):
     def evaluate(self, path, *options, **environment):
         """The program's standard output after a run that has to succeed."""
         result = nox.run("evaluate", path, *options, **environment)
-        self.assertEqual(result.status, 0, result.stderr[-2000:])
+        self.assertEqual(result.status, 0, result.stderr)
         return result.stdout
 
     def assert_as_model(self, path, *options):

@@ -10,6 +10,8 @@ import pulse_csv
 import readings
 
 COLUMNS = pulse_csv.COLUMNS
+
+
 def head():
     """Whole periods, so that the first line that a test adds is the 38th."""
     return [pulse_csv.Period(channel=channel, index=index, start=index * 20000, end=index * 20000 + 20000,
@@ -22,33 +24,25 @@ def row(**changes):
     return ",".join({**dict(zip(COLUMNS, next(good.rows()))), **changes}.values())
 
 
-def empty(**changes):
-    return row(time_ticks="", amplitude="", voltage="", flags="", **changes)
+EMPTY = row(time_ticks="", amplitude="", voltage="", flags="")
 
 
 # The last row of each case is the bad one; columns that a message may name, none where it need not name one.
 ROW_CASES = (
     ("channel below its range", [row(channel="-1")], ["channel"]),
     ("period above its range", [row(), row(period="18446744073709551619")], ["period"]),
-    ("rate without a value", [row(sample_rate="")], ["sample_rate"]),
     ("factor that is no number", [row(pd_correction="nan")], ["pd_correction"]),
-    ("factor beyond all numbers", [row(), row(tv_calibration="1e999")], ["tv_calibration"]),
-    ("time before the period", [row(time_ticks="59999")], ["time_ticks"]),
     ("time after the period", [row(), row(time_ticks="80001")], ["time_ticks"]),
     ("decimal amplitude", [row(), row(amplitude="1.5")], ["amplitude"]),
     ("colours for the terminal", [row(), row(voltage="\x1b[31m4")], ["voltage"]),
-    ("flags without a value", [row(), row(flags="")], ["flags"]),
     ("disagrees in a factor", [row(), row(pd_calibration="1.0")], ["pd_calibration"]),
-    ("disagrees in the start", [row(start_ticks="60001"), row()], ["start_ticks"]),
     ("another channel between", [row(), row(channel="1"), row()], ["channel", "period"]),
-    ("another period between", [row(), row(period="4"), row()], ["period"]),
     ("period of the past", [row(period="1")], ["period"]),
     ("period of the past on another channel", [row(period="4"), row(channel="7")], ["period"]),
-    ("empty row after a pulse", [row(), empty()], []),
-    ("pulse after an empty row", [empty(), row()], []),
+    ("empty row after a pulse", [row(), EMPTY], []),
+    ("pulse after an empty row", [EMPTY, row()], []),
     ("one field too few", [row().rpartition(",")[0]], []),
     ("text", ["no row at all"], []),
-    ("nothing but commas", ["," * 13], []),
     ("zero byte in a number", [row(amplitude="4\0")], []),
     ("endless number", [row(amplitude="1" * 10_000_000)], []),
     ("endless line", ["x" * 10_000_000], []),
@@ -64,18 +58,10 @@ BAD_FILES = {
 }
 
 WRONG_USAGE = (
-    ["evaluate"],
-    ["evaluate", "{file}", "{file}"],
-    ["evaluate", "{file}", "--nonesuch"],
-    ["evaluate", "{file}", "--gating", "4"],
-    ["evaluate", "{file}", "--gating", "-1"],
-    ["evaluate", "{file}", "--tau1", "abc"],
-    ["evaluate", "{file}", "--tau2", ""],
-    ["evaluate", "{file}", "--initial-qiec", "nan"],
-    ["evaluate", "{file}", "--phase-span", "x"],
-    ["evaluate", "{file}", "--channel", "-1"],
-    ["evaluate", "{file}", "--output", "xml"],
-    ["nonesuch"],
+    ["evaluate"], ["evaluate", "{file}", "{file}"], ["nonesuch"],
+    *(["evaluate", "{file}", *option] for option in (
+        ["--nonesuch"], ["--gating"], ["--gating", "4"], ["--gating", "-1"], ["--tau1", "abc"], ["--tau2", ""],
+        ["--initial-qiec", "nan"], ["--phase-span", "x"], ["--channel", "-1"], ["--output", "xml"])),
 )
 
 
@@ -104,13 +90,13 @@ class BadInput(unittest.TestCase):
         found = readings.from_jsonl(stdout)
         self.assertIsNone(readings.first_difference(found, self.good[:len(found)]))
 
-    def check_rows(self, cases, before="", line_end="\n"):
+    def check_rows(self, cases, before="", line_end="\n", rest=(row(period="9"), "")):
         """Each case adds rows to good ones, the last of them bad; a good one follows, which must not be reached."""
         text = list(pulse_csv.lines(head()))
         for name, rows, columns in cases:
             with self.subTest(name):
                 lines = [*before.splitlines(), *text, *rows]
-                self.path.write_bytes(line_end.join([*lines, row(period="9"), ""]).encode())
+                self.path.write_bytes(line_end.join([*lines, *rest]).encode())
                 result = nox.run("evaluate", self.path, "--json")
                 self.assert_refused(result, self.path, len(lines), columns)
                 self.assert_only_good_readings(result.stdout)
@@ -126,13 +112,7 @@ class BadInput(unittest.TestCase):
     def test_comments_and_line_ends_count(self):
         self.check_rows([("after comments", [row(), "# note", row(flags="x")], ["flags"])], before="# a\n# b\n")
         self.check_rows([("carriage returns", [row(), row(flags="x")], ["flags"])], line_end="\r\n")
-
-    def test_last_line_left_open(self):
-        lines = [*pulse_csv.lines(head()), row(flags="")]
-        self.path.write_text("\n".join(lines))
-        result = nox.run("evaluate", self.path, "--json")
-        self.assert_refused(result, self.path, len(lines), ["flags"])
-        self.assert_only_good_readings(result.stdout)
+        self.check_rows([("last line left open", [row(), row(flags="")], ["flags"])], rest=())
 
     def test_missing_columns(self):
         for column in ("channel", "pd_correction", "flags"):
