@@ -1,11 +1,8 @@
-#!/usr/bin/env python3
 """An independent model of `nox evaluate`: pulse CSV in, readings out, in plain double arithmetic.
 
 The input is taken to be valid; a faulty file raises whatever Python raises."""
 import argparse
-import json
 import math
-import sys
 from dataclasses import dataclass, field
 
 DIRTY, MILLIVOLT = 0x1, 0x4
@@ -14,7 +11,6 @@ SUPPRESSING_GATING = 3
 CALIBRATION_THRESHOLD = 1e-12
 PERIOD_COLUMNS = ("channel", "period", "start_ticks", "end_ticks", "sample_rate", "pd_correction", "pd_calibration",
                   "tv_correction", "tv_calibration", "period_flags")
-PULSE_COLUMNS = ("time_ticks", "amplitude", "voltage", "flags")
 
 
 @dataclass(frozen=True)
@@ -85,23 +81,18 @@ def read_rows(path):
 
 
 def read_periods(path):
-    current_key, current = None, None
+    current_key = current = None
     for row in read_rows(path):
         key = tuple(row[column] for column in PERIOD_COLUMNS)
         if key != current_key:
             if current:
                 yield current
-            current_key, current = key, period_of(row)
+            current_key = key
+            current = Period(*map(int, key[:5]), float(row["pd_correction"]), float(row["pd_calibration"]), int(key[9]))
         if row["amplitude"]:
             current.pulses.append((int(row["amplitude"]), int(row["flags"])))
     if current:
         yield current
-
-
-def period_of(row):
-    return Period(int(row["channel"]), int(row["period"]), int(row["start_ticks"]), int(row["end_ticks"]),
-                  int(row["sample_rate"]), float(row["pd_correction"]), float(row["pd_calibration"]),
-                  int(row["period_flags"]))
 
 
 def counts_as_zero(x):
@@ -178,29 +169,16 @@ def evaluate(path, options=Options()):
     return sorted(readings, key=lambda reading: (reading["period"], reading["channel"]))
 
 
-def argument_parser():
-    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("pulses", metavar="PULSES.csv")
-    parser.add_argument("--evaluators", type=lambda text: tuple(filter(None, text.split(";"))),
-                        default=Options.evaluators)
+def parse(arguments):
+    """File and options of the same command line that the program takes."""
+    parser = argparse.ArgumentParser(argument_default=argparse.SUPPRESS)
+    parser.add_argument("path")
+    parser.add_argument("--evaluators", type=lambda text: tuple(filter(None, text.split(";"))))
     for name in ("--gating", "--channel"):
         parser.add_argument(name, type=int)
     for name in ("--phase-offset", "--phase-span", "--tau1", "--tau2", "--initial-qiec"):
         parser.add_argument(name, type=float)
     for name in ("--invert", "--ignore-corrections"):
         parser.add_argument(name, action="store_true")
-    parser.add_argument("--output", choices=["jsonl"], default="jsonl")
-    parser.add_argument("--json", action="store_const", const="jsonl", dest="output")
-    return parser
-
-
-def parse(arguments):
-    """File and options of the same command line that the program takes."""
-    given = vars(argument_parser().parse_args(arguments))
-    path, _ = given.pop("pulses"), given.pop("output")
-    return path, Options(**{name: value for name, value in given.items() if value is not None})
-
-
-if __name__ == "__main__":
-    for reading in evaluate(*parse(sys.argv[1:])):
-        print(json.dumps(reading))
+    given = vars(parser.parse_args(arguments))
+    return given.pop("path"), Options(**given)

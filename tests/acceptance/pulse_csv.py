@@ -7,6 +7,7 @@ COLUMNS = ("channel", "period", "start_ticks", "end_ticks", "sample_rate", "pd_c
 
 # Neighbours stay within, on and beyond the 5 % of jitter that a reading does not follow.
 LENGTHS_MS = (16.667, 20.0, 20.5, 22.0, 40.0, 20.0, 19.0, 20.0, 21.0)
+FLAGS = (0,) * 12 + (1, 4, 5, 8, 12, 2**32 - 14)
 INT32_MIN, INT32_MAX = -2**31, 2**31 - 1
 
 
@@ -25,11 +26,9 @@ class Period:
     pulses: list = field(default_factory=list)  # (time, amplitude, voltage, flags)
 
     def rows(self):
-        head = [self.channel, self.index, self.start, self.end, self.sample_rate, self.pd_correction,
-                self.pd_calibration, self.tv_correction, self.tv_calibration, self.flags]
-        head = [str(value) for value in head]
-        for pulse in self.pulses or [("", "", "", "")]:
-            yield [*head, *map(str, pulse)]
+        *head, pulses = vars(self).values()
+        for pulse in pulses or [("", "", "", "")]:
+            yield [str(value) for value in (*head, *pulse)]
 
 
 def lines(periods, columns=COLUMNS):
@@ -37,10 +36,8 @@ def lines(periods, columns=COLUMNS):
     yield ",".join(columns)
     for period in periods:
         for row in period.rows():
-            if columns is not COLUMNS:
-                cells = dict(zip(COLUMNS, row))
-                row = [cells.get(column, "further") for column in columns]
-            yield ",".join(row)
+            cells = dict(zip(COLUMNS, row))
+            yield ",".join(cells.get(column, "further") for column in columns)
 
 
 def write(path, periods):
@@ -65,7 +62,7 @@ def random_measurement(seed, count, first=0):
             if rng.random() < 0.9:
                 start = round(seconds * channel.sample_rate)
                 end = start + round(length * channel.sample_rate / 1000)
-                period = replace(channel, index=first + step, start=start, end=end, flags=random_flags(rng))
+                period = replace(channel, index=first + step, start=start, end=end, flags=rng.choice(FLAGS))
                 yield spoilt(rng, with_pulses(rng, period, step / count))
         seconds += length / 1000
 
@@ -77,10 +74,6 @@ def lengths_in_turn(turns):
         for channel, start in enumerate(starts):
             starts[channel] = end = start + round(1000 * LENGTHS_MS[(channel + index) % len(LENGTHS_MS)])
             yield Period(channel, index, start, end, pulses=[(end, 1000 - index, 0, 0)])
-
-
-def random_flags(rng):
-    return rng.choice((0,) * 12 + (1, 4, 5, 8, 12, 2**32 - 14))
 
 
 def with_pulses(rng, period, progress):
@@ -101,12 +94,8 @@ def random_amplitude(rng, progress):
 
 def spoilt(rng, period):
     """A few periods that last no time, or less, or whose rate is unknown."""
-    fault = rng.choice([None] * 40 + ["still", "backward", "no rate"])
-    if fault == "still":
-        return replace(period, end=period.start)
-    if fault == "backward":
-        return replace(period, end=period.start - rng.randint(1, 30000))
-    return replace(period, sample_rate=0) if fault else period
+    before = period.start - rng.randint(1, 30000)
+    return replace(period, **rng.choice([{}] * 40 + [{"end": period.start}, {"end": before}, {"sample_rate": 0}]))
 
 
 def pulse_train(pulses_per_second, mains_hz, seconds):
@@ -114,11 +103,11 @@ def pulse_train(pulses_per_second, mains_hz, seconds):
     rate, pulses = 1000000, 0
     for index in range(seconds * mains_hz):
         start, end = round(index * rate / mains_hz), round((index + 1) * rate / mains_hz)
-        times = []
+        period = Period(index=index, start=start, end=end)
         while pulses * rate // pulses_per_second < end:
-            times.append(pulses * rate // pulses_per_second)
+            period.pulses.append((pulses * rate // pulses_per_second, 1000, 0, 0))
             pulses += 1
-        yield Period(index=index, start=start, end=end, pulses=[(time, 1000, 0, 0) for time in times])
+        yield period
 
 
 def bulk(pulses, per_period=100):

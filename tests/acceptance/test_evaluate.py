@@ -1,6 +1,5 @@
 """Readings of `nox evaluate` against an independent model and against known figures."""
 import os
-import re
 import tempfile
 import unittest
 from dataclasses import replace
@@ -13,19 +12,14 @@ import readings
 
 OPTION_SETS = (
     [],
-    ["--evaluators", "qiec"],
     ["--evaluators", "qmax;frequency;qiec"],
     ["--evaluators", "qiec;;qmax;"],
-    ["--gating", "0"],
-    ["--gating", "1"],
     ["--gating", "2"],
     ["--gating", "3"],
-    ["--invert"],
     ["--phase-offset", "90", "--phase-span", "400"],
     ["--ignore-corrections"],
-    ["--tau1", "0.1"],
-    ["--tau2", "1.7"],
-    ["--initial-qiec", "1e7"],
+    ["--invert", "--tau1", "0.1"],
+    ["--tau2", "1.7", "--initial-qiec", "1e7"],
     ["--channel", "1"],
     ["--channel=2", "--gating=3", "--invert", "--ignore-corrections", "--tau1=0.2", "--tau2=0.05",
      "--initial-qiec=12.5", "--phase-offset=-30", "--phase-span=180", "--evaluators=frequency;qmax"],
@@ -44,7 +38,7 @@ class EvaluateCase(unittest.TestCase):
     def evaluate(self, path, *options, **environment):
         """The program's standard output after a run that has to succeed."""
         result = nox.run("evaluate", path, *options, **environment)
-        self.assertEqual(result.status, 0, result.stderr[-2000:])
+        self.assertEqual(result.status, 0, result.stderr)
         return result.stdout
 
     def assert_as_model(self, path, *options):
@@ -82,16 +76,13 @@ class AgainstTheModel(EvaluateCase):
         ]
         self.assert_as_model(self.write(periods), "--evaluators", "frequency;qiec;qmax")
 
-    def test_only_periods_that_yield_nothing(self):
+    def test_periods_that_yield_no_reading(self):
         faults = ({"end": 0}, {"end": -1}, {"sample_rate": 0})
         path = self.write(pulse_csv.Period(index=index, pulses=[(5, 6, 7, 0)], **fault)
                           for index, fault in enumerate(faults))
         self.assertEqual(self.evaluate(path, "--json"), "")
-
-    def test_quiet_periods_leave_maxima_unwritten(self):
-        path = self.write(pulse_csv.Period(index=index) for index in range(5))
-        found = self.assert_as_model(path)
-        self.assertEqual({reading["processor"] for reading in found}, {"qiec"})
+        found = self.assert_as_model(self.write(pulse_csv.Period(index=index) for index in range(5)))
+        self.assertEqual({reading["processor"] for reading in found}, {"qiec"}, "quiet periods leave maxima unwritten")
 
 
 class FormsOfInput(EvaluateCase):
@@ -100,29 +91,21 @@ class FormsOfInput(EvaluateCase):
         self.periods = list(pulse_csv.random_measurement(seed=5, count=60))
         self.expected = self.evaluate(self.write(self.periods), "--json")
 
-    def text_forms(self):
-        plain = list(pulse_csv.lines(self.periods))
-        shuffled = ("remark", *reversed(pulse_csv.COLUMNS[3:]), "extra", *pulse_csv.COLUMNS[:3])
-        commented = ["# amplitude,1,2", *(text for line in plain for text in (line, "# between, rows", "#"))]
-        return {
-            "columns in another order, with further ones": "\n".join(pulse_csv.lines(self.periods, shuffled)) + "\n",
-            "comments": "\n".join(commented) + "\n",
-            "carriage returns": "\r\n".join(plain) + "\r\n",
-            "byte-order mark": "\ufeff" + "\n".join(plain) + "\n",
-            "no last line end": "\n".join(plain),
-            "mark, comments and carriage returns, open end": "\ufeff" + "\r\n".join(commented[:-1]),
-        }
-
     def test_same_readings(self):
         path = self.folder / "form.csv"
-        for name, text in self.text_forms().items():
+        shuffled = ("remark", *reversed(pulse_csv.COLUMNS[3:]), "extra", *pulse_csv.COLUMNS[:3])
+        turned = [replace(period, pulses=period.pulses[::-1]) for period in self.periods]
+        commented = ["# amplitude,1,2"]
+        for line in pulse_csv.lines(self.periods):
+            commented += [line, "# between, rows", "#"]
+        for name, text in (
+            ("columns in another order, with further ones", "\n".join(pulse_csv.lines(self.periods, shuffled)) + "\n"),
+            ("pulses in another order", "\n".join(pulse_csv.lines(turned)) + "\n"),
+            ("mark, comments and carriage returns, open end", "\ufeff" + "\r\n".join(commented[:-1])),
+        ):
             with self.subTest(name):
                 path.write_bytes(text.encode())
                 self.assertEqual(self.evaluate(path, "--json"), self.expected)
-
-    def test_pulses_of_a_period_in_any_order(self):
-        turned = (replace(period, pulses=period.pulses[::-1]) for period in self.periods)
-        self.assertEqual(self.evaluate(self.write(turned), "--json"), self.expected)
 
     def test_language_of_the_user(self):
         path = self.write(self.periods)
@@ -136,11 +119,9 @@ class Output(EvaluateCase):
         self.jsonl = self.evaluate(self.path, "--output", "jsonl")
         self.readings = readings.from_jsonl(self.jsonl)
 
-    def test_order(self):
+    def test_order_repeats_itself(self):
         keys = [readings.key(reading) for reading in self.readings]
         self.assertEqual(keys, sorted(set(keys)))
-
-    def test_repeats_itself(self):
         for _ in range(5):
             self.assertEqual(self.evaluate(self.path, "--json"), self.jsonl)
 
@@ -155,17 +136,6 @@ class Output(EvaluateCase):
             for value in list(reading.values())[3:]:
                 self.assertTrue(any(readings.same_value(cell, value, 1e-3) for cell in cells), (reading, cells))
 
-    def test_numbers_keep_17_digits(self):
-        numbers = re.findall(r"[\d.]+(?=[e,}])", self.jsonl)
-        digits = [len(number.replace(".", "").strip("0")) for number in numbers]
-        self.assertEqual(max(digits), 17)
-
-    def test_one_channel(self):
-        for channel in (0, 1, 2):
-            only = [reading for reading in self.readings if reading["channel"] == channel]
-            found = readings.from_jsonl(self.evaluate(self.path, "--json", "--channel", channel))
-            self.assertEqual(found, only)
-
     def test_summary_is_a_message(self):
         path = self.write([pulse_csv.Period(index=index, pd_calibration=2.0, pulses=[(9, 50, 0, 0)] * 3)
                            for index in range(17)])
@@ -179,21 +149,15 @@ class Output(EvaluateCase):
         self.assertEqual((result.status, result.stdout), (0, self.jsonl))
         naming = [line for line in result.messages() if "nonesuch" in line or "another" in line]
         self.assertEqual(len(naming), 1, result.stderr)
-        self.assertIn("nonesuch", naming[0])
-        self.assertIn("another", naming[0])
-
-    def test_no_known_evaluator(self):
+        self.assertRegex(naming[0], "nonesuch.*another")
         result = nox.run("evaluate", self.path, "--json", "--evaluators", "nonesuch")
-        self.assertIn(result.status, (1, 2))
-        self.assertEqual(result.stdout, "")
+        self.assertIn((result.status, result.stdout), ((1, ""), (2, "")))
         self.assertIn("nonesuch", result.stderr)
 
-    @unittest.skipUnless(os.path.exists("/dev/full"), "no /dev/full here")
     def test_readings_that_cannot_be_written(self):
         with open("/dev/full", "wb") as full:
             result = nox.run("evaluate", self.path, "--json", stdout=full)
-        self.assertEqual(result.status, 1)
-        self.assertTrue(result.messages())
+        self.assertEqual((result.status, len(result.messages())), (1, 1))
 
 
 class KnownFigures(EvaluateCase):
@@ -208,8 +172,7 @@ class KnownFigures(EvaluateCase):
                     found = readings.from_jsonl(self.evaluate(path, "--json", "--evaluators", "qiec"))
                     self.assertEqual(len(found), 30 * mains_hz)
                     steady = [reading["Value"] for reading in found[20 * mains_hz:]]
-                    self.assertGreaterEqual(min(steady), low)
-                    self.assertLessEqual(max(steady), high)
+                    self.assertTrue(low <= min(steady) and max(steady) <= high, (min(steady), max(steady)))
 
     def test_switchgear(self):
         path = nox.shared_data("switchgear", "pulses.csv")
