@@ -32,10 +32,10 @@ namespace
 constexpr int PeaksOfPeriod = 1000;
 constexpr int PeriodsOfBlock = 10;
 constexpr int PeaksOfBlock = PeaksOfPeriod * PeriodsOfBlock;
-constexpr int BlocksOfPass = 150; // a channel
+constexpr int BlocksOfPass = 1000; // a channel
 constexpr int Channels = 4;
 /// Hand-overs of a channel that may be under way: an instrument delivers no faster than memory lasts either.
-constexpr quint64 MaximumPending = 300;
+constexpr quint64 MaximumPending = 1000;
 
 std::shared_ptr<const PeriodBlockV1> makeBlock()
 {

@@ -21,8 +21,8 @@ public:
     void give(EvaluatedEventVector &&buffer);
 
 private:
-    static constexpr std::size_t MaximumBuffers = 1024;
-    static constexpr qint64 MaximumEvents = 512 * 1024; // 20 MB
+    static constexpr std::size_t MaximumBuffers = 2048;
+    static constexpr qint64 MaximumEvents = 2 * 1024 * 1024; // 80 MB
 
     std::mutex m_mutex;
     std::vector<EvaluatedEventVector> m_buffers;

@@ -17,9 +17,12 @@ using utils::EvaluationQueueWrapper;
 namespace
 {
 
+/// The entry in a block's variant. A pointer of the very class, which is the rule, needs no converter and its locks.
 template <class Entry>
 std::shared_ptr<const Entry> entryOf(const QVariant &value)
 {
+    if (value.userType() == qMetaTypeId<std::shared_ptr<const Entry>>())
+        return value.value<std::shared_ptr<const Entry>>();
     return std::dynamic_pointer_cast<const Entry>(DataEntryFromVariant(value));
 }
 
