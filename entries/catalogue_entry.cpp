@@ -21,8 +21,8 @@ public:
         const QString icon = QStringLiteral(":/CommonNOX/Entries/%1.svg").arg(QString::fromLatin1(row.icon));
         const char *label = row.label;
         const auto translate = [label] { return QCoreApplication::translate("CommonNOX::Entries", label); };
-        return MakeProperty(row.key, row.defaultValue, row.searchable, MakeResourceIcon(icon),
-                            QString::fromUtf8(label), translate);
+        return MakeProperty(row.key, row.defaultValue, row.searchable, MakeResourceIcon(icon), QString::fromUtf8(label),
+                            translate);
     }
 };
 

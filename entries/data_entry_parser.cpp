@@ -9,7 +9,8 @@ QByteArray EntryToRawData(const DataEntryConstPtr &entry, const QVariant &source
 {
     QByteArray rawData;
     if (!entry) {
-        qCCritical(libraryLog, "DataEntryParser::convertToRawData() failed to convert parsed data, received invalid data type=%s",
+        qCCritical(libraryLog,
+                   "DataEntryParser::convertToRawData() failed to convert parsed data, received invalid data type=%s",
                    source.typeName());
         return rawData;
     }

@@ -42,13 +42,11 @@ DataEntryRegister::DataEntryRegister(const DataEntryConstPtr &entry,
                                      const EntryDisplayWidgetCreator &entryDisplayWidgetCreator,
                                      const PropertyDisplayWidgetCreator &propertyDisplayWidgetCreator,
                                      const QueryWidgetCreator &queryWidgetCreator,
-                                     const PropertyFormatter &propertyFormatter, const PropertyQuery &propertyQuery) :
-    m_entry(entry),
-    m_entryDisplayWidgetCreator(entryDisplayWidgetCreator),
-    m_propertyDisplayWidgetCreator(propertyDisplayWidgetCreator), m_queryWidgetCreator(queryWidgetCreator),
-    m_propertyFormatter(propertyFormatter), m_propertyQuery(propertyQuery)
-{
-}
+                                     const PropertyFormatter &propertyFormatter, const PropertyQuery &propertyQuery)
+    : m_entry(entry), m_entryDisplayWidgetCreator(entryDisplayWidgetCreator),
+      m_propertyDisplayWidgetCreator(propertyDisplayWidgetCreator), m_queryWidgetCreator(queryWidgetCreator),
+      m_propertyFormatter(propertyFormatter), m_propertyQuery(propertyQuery)
+{}
 
 QWidget *DataEntryRegister::createEntryDisplayWidget(const ReaderConstPtr &reader, const QString &title,
                                                      QWidget *parent) const
@@ -109,9 +107,8 @@ QWidget *DataEntryRegisterFactory::createNestedQueryWidget(const ReaderConstPtr 
                                                            const QStringList &path, QWidget *parent) const
 {
     const Target target = resolve(*this, entry, path);
-    return target.entryRegister
-               ? target.entryRegister->createQueryWidget(reader, target.name, title, names, parent)
-               : DataEntry::CreateQueryWidget(reader, target.owner, target.name, title, names, parent);
+    return target.entryRegister ? target.entryRegister->createQueryWidget(reader, target.name, title, names, parent)
+                                : DataEntry::CreateQueryWidget(reader, target.owner, target.name, title, names, parent);
 }
 
 } // namespace CommonNOX

@@ -12,8 +12,8 @@ namespace CommonNOX
 class NOX_EXPORT DataEntryRegister
 {
 public:
-    using EntryDisplayWidgetCreator = std::function<QWidget *(const ReaderConstPtr &reader, const DataEntryConstPtr &entry,
-                                                              const QString &title, QWidget *parent)>;
+    using EntryDisplayWidgetCreator = std::function<QWidget *(
+        const ReaderConstPtr &reader, const DataEntryConstPtr &entry, const QString &title, QWidget *parent)>;
     using PropertyDisplayWidgetCreator =
         std::function<QWidget *(const ReaderConstPtr &reader, const DataEntryConstPtr &entry, const QString &name,
                                 const QString &title, bool readOnly, QWidget *parent)>;

@@ -13,14 +13,10 @@ class PropertyKey
 public:
     template <std::size_t Size>
     constexpr explicit PropertyKey(const char16_t (&text)[Size]) : m_text(text), m_size(int(Size) - 1)
-    {
-    }
+    {}
 
     /// Shares the literal; nothing is copied.
-    QString toString() const
-    {
-        return QString::fromRawData(reinterpret_cast<const QChar *>(m_text), m_size);
-    }
+    QString toString() const { return QString::fromRawData(reinterpret_cast<const QChar *>(m_text), m_size); }
     operator QString() const { return toString(); }
 
 private:

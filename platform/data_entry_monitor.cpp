@@ -9,10 +9,9 @@ namespace Utilities
 
 struct DataEntryMonitor::Private
 {
-    Private(const QString &entryKind, const std::shared_ptr<DataStore> &entryStore) :
-        kind(entryKind), store(entryStore ? entryStore : GetAppDataStore())
-    {
-    }
+    Private(const QString &entryKind, const std::shared_ptr<DataStore> &entryStore)
+        : kind(entryKind), store(entryStore ? entryStore : GetAppDataStore())
+    {}
 
     const QString kind;
     const std::shared_ptr<DataStore> store;
@@ -23,10 +22,9 @@ struct DataEntryMonitor::Private
     std::shared_ptr<DataEntryInterface> entry;
 };
 
-DataEntryMonitor::DataEntryMonitor(const QString &kind, const std::shared_ptr<DataStore> &store) :
-    d(std::make_unique<Private>(kind, store))
-{
-}
+DataEntryMonitor::DataEntryMonitor(const QString &kind, const std::shared_ptr<DataStore> &store)
+    : d(std::make_unique<Private>(kind, store))
+{}
 
 DataEntryMonitor::~DataEntryMonitor() = default;
 

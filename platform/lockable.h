@@ -65,7 +65,6 @@ protected:
 /// What service objects derive from: shared ownership, a recursive lock, life on the main thread.
 template <class T>
 class SharedLockable : public Shareable<T>, public Lockable, public QApplicationMainThreadMover
-{
-};
+{};
 
 } // namespace Shared::Synchronization

@@ -11,10 +11,9 @@ namespace
 class ContextReader final : public ReaderInterface
 {
 public:
-    ContextReader(QString rootPath, std::shared_ptr<Utilities::ConfigurationTree> tree) :
-        m_rootPath(std::move(rootPath)), m_tree(std::move(tree))
-    {
-    }
+    ContextReader(QString rootPath, std::shared_ptr<Utilities::ConfigurationTree> tree)
+        : m_rootPath(std::move(rootPath)), m_tree(std::move(tree))
+    {}
 
     std::shared_ptr<Utilities::ConfigurationTree> getTree() const override { return m_tree; }
     QString getRootPath() const override { return m_rootPath; }

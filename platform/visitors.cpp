@@ -3,10 +3,9 @@
 namespace Utilities
 {
 
-FrameworkVisitor::FrameworkVisitor(const std::shared_ptr<ConfigurationTree> &tree) :
-    m_tree(tree ? tree : GetApplicationConfigurationTree())
-{
-}
+FrameworkVisitor::FrameworkVisitor(const std::shared_ptr<ConfigurationTree> &tree)
+    : m_tree(tree ? tree : GetApplicationConfigurationTree())
+{}
 
 FrameworkVisitor::FrameworkVisitor(const FrameworkVisitor &) = default;
 FrameworkVisitor &FrameworkVisitor::operator=(const FrameworkVisitor &) = default;
@@ -29,10 +28,9 @@ Shared::Subscription FrameworkVisitor::subscribeAppConfig(const QString &path,
     return m_tree->subscribe(path, std::move(callBack));
 }
 
-GuiContextVisitor::GuiContextVisitor(const std::shared_ptr<const Shared::GuiContexts::ReaderInterface> &reader) :
-    FrameworkVisitor(reader ? reader->getTree() : nullptr), m_reader(reader)
-{
-}
+GuiContextVisitor::GuiContextVisitor(const std::shared_ptr<const Shared::GuiContexts::ReaderInterface> &reader)
+    : FrameworkVisitor(reader ? reader->getTree() : nullptr), m_reader(reader)
+{}
 
 GuiContextVisitor::GuiContextVisitor(const GuiContextVisitor &) = default;
 GuiContextVisitor &GuiContextVisitor::operator=(const GuiContextVisitor &) = default;
@@ -58,7 +56,8 @@ bool GuiContextVisitor::setProperty(const QString &name, const QVariant &value) 
     return setAppConfig(getPropertyPath(name), value);
 }
 
-Shared::Subscription GuiContextVisitor::subscribeProperty(const QString &name, ConfigurationTree::CallBack callBack) const
+Shared::Subscription GuiContextVisitor::subscribeProperty(const QString &name,
+                                                          ConfigurationTree::CallBack callBack) const
 {
     return subscribeAppConfig(getPropertyPath(name), std::move(callBack));
 }

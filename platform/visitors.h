@@ -25,7 +25,8 @@ public:
     /// The value at the path, or the default when there is none.
     QVariant getAppConfig(const QString &path, const QVariant &defaultValue = {}) const;
     bool setAppConfig(const QString &path, const QVariant &value) const;
-    [[nodiscard]] Shared::Subscription subscribeAppConfig(const QString &path, ConfigurationTree::CallBack callBack) const;
+    [[nodiscard]] Shared::Subscription subscribeAppConfig(const QString &path,
+                                                          ConfigurationTree::CallBack callBack) const;
 
     std::shared_ptr<ConfigurationTree> getConfigurationTree() const { return m_tree; }
 
@@ -51,7 +52,8 @@ public:
 
     QVariant getProperty(const QString &name, const QVariant &defaultValue = {}) const;
     bool setProperty(const QString &name, const QVariant &value) const;
-    [[nodiscard]] Shared::Subscription subscribeProperty(const QString &name, ConfigurationTree::CallBack callBack) const;
+    [[nodiscard]] Shared::Subscription subscribeProperty(const QString &name,
+                                                         ConfigurationTree::CallBack callBack) const;
 
 private:
     std::shared_ptr<const Shared::GuiContexts::ReaderInterface> m_reader;

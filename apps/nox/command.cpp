@@ -16,10 +16,7 @@ struct TimeUnit
 };
 
 // The longer suffixes first: "ms" ends with "s".
-constexpr TimeUnit TimeUnits[] = {{"ms", 1e-3},
-                                  {"min", 60.0},
-                                  {"h", 3600.0},
-                                  {"s", 1.0}};
+constexpr TimeUnit TimeUnits[] = {{"ms", 1e-3}, {"min", 60.0}, {"h", 3600.0}, {"s", 1.0}};
 
 } // namespace
 
@@ -29,9 +26,8 @@ void printMessage(const QString &sentence)
 }
 
 CommandLine::CommandLine(const QString &command, const QString &synopsis, const QString &description,
-                         const QString &example) :
-    m_command(command),
-    m_example(example)
+                         const QString &example)
+    : m_command(command), m_example(example)
 {
     m_parser.setApplicationDescription(description);
     m_parser.addHelpOption();

@@ -25,11 +25,10 @@ constexpr quint64 PeriodsBetweenLooks = 64;
 class FileEvaluation
 {
 public:
-    FileEvaluation(const QString &path, const EvaluatorOptions &options, std::optional<qint64> channel) :
-        m_path(path), m_format(options.format()), m_channel(channel), m_session(options.settings()),
-        m_fileSize(QFileInfo(path).isFile() ? QFileInfo(path).size() : 0)
-    {
-    }
+    FileEvaluation(const QString &path, const EvaluatorOptions &options, std::optional<qint64> channel)
+        : m_path(path), m_format(options.format()), m_channel(channel), m_session(options.settings()),
+          m_fileSize(QFileInfo(path).isFile() ? QFileInfo(path).size() : 0)
+    {}
 
     int run()
     {
@@ -83,9 +82,9 @@ private:
             m_output.write(formatReading(m_format, reading));
         if (m_progress.isDue()) {
             const double done = m_fileSize > 0 ? double(m_reader.bytesRead()) / double(m_fileSize) : -1.0;
-            m_progress.show(done, QStringLiteral("%1 periods, %2 pulses")
-                                      .arg(m_session.getPeriodCount())
-                                      .arg(m_session.getPulseCount()));
+            m_progress.show(
+                done,
+                QStringLiteral("%1 periods, %2 pulses").arg(m_session.getPeriodCount()).arg(m_session.getPulseCount()));
         }
     }
 
@@ -131,8 +130,8 @@ int runEvaluate(const QStringList &arguments)
                      QStringLiteral("Evaluates pulses from a file as a live measurement would."),
                      QStringLiteral("nox evaluate pulses.csv --evaluators \"qiec;qmax\" --output csv > readings.csv"));
     EvaluatorOptions::addTo(line);
-    line.parser().addOption({QStringLiteral("channel"), QStringLiteral("Evaluate only this channel."),
-                             QStringLiteral("number")});
+    line.parser().addOption(
+        {QStringLiteral("channel"), QStringLiteral("Evaluate only this channel."), QStringLiteral("number")});
     if (const auto status = line.parse(arguments, 1, 1))
         return *status;
     EvaluatorOptions options(line);

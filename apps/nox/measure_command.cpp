@@ -36,12 +36,10 @@ class SimulatorMeasurement
 {
 public:
     SimulatorMeasurement(const NoxHost::SimulatorRequest &request, const EvaluatorOptions &options,
-                         const Limits &limits) :
-        m_source(request.settings),
-        m_speed(request.speed), m_format(options.format()), m_limits(limits),
-        m_liveTable(stdout, options.settings().evaluators), m_session(options.settings())
-    {
-    }
+                         const Limits &limits)
+        : m_source(request.settings), m_speed(request.speed), m_format(options.format()), m_limits(limits),
+          m_liveTable(stdout, options.settings().evaluators), m_session(options.settings())
+    {}
 
     int run()
     {
@@ -88,8 +86,8 @@ private:
                 break;
             if (NoxHost::isInterrupted())
                 return false;
-            std::this_thread::sleep_for(std::min(std::chrono::duration<double>(early),
-                                                 std::chrono::duration<double>(Tick)));
+            std::this_thread::sleep_for(
+                std::min(std::chrono::duration<double>(early), std::chrono::duration<double>(Tick)));
             showReadings();
         }
         return true;
@@ -129,10 +127,7 @@ private:
         m_output.flush();
     }
 
-    QString outputError() const
-    {
-        return m_output.getError().isEmpty() ? m_liveTable.getError() : m_output.getError();
-    }
+    QString outputError() const { return m_output.getError().isEmpty() ? m_liveTable.getError() : m_output.getError(); }
 
     void printSummary() const
     {
@@ -169,10 +164,10 @@ int runMeasure(const QStringList &arguments)
                                     "source inside this program, such as \"simulator:?channels=4&speed=0&seed=7\"."),
                      QStringLiteral("nox measure simulator: --duration 10s"));
     EvaluatorOptions::addTo(line);
-    line.parser().addOptions({{QStringLiteral("duration"), QStringLiteral("End after this measuring time."),
-                               QStringLiteral("time")},
-                              {QStringLiteral("periods"), QStringLiteral("End after so many periods a channel."),
-                               QStringLiteral("number")}});
+    line.parser().addOptions(
+        {{QStringLiteral("duration"), QStringLiteral("End after this measuring time."), QStringLiteral("time")},
+         {QStringLiteral("periods"), QStringLiteral("End after so many periods a channel."),
+          QStringLiteral("number")}});
     if (const auto status = line.parse(arguments, 1, 1))
         return *status;
     EvaluatorOptions options(line);
@@ -184,7 +179,8 @@ int runMeasure(const QStringList &arguments)
 
     const QUrl url(line.parser().positionalArguments().first());
     if (url.scheme() != QLatin1String("simulator")) {
-        printMessage(QStringLiteral("there is no transport for \"%1\".").arg(line.parser().positionalArguments().first()));
+        printMessage(
+            QStringLiteral("there is no transport for \"%1\".").arg(line.parser().positionalArguments().first()));
         return Failed;
     }
     NoxHost::SimulatorRequest request;

@@ -22,8 +22,8 @@ struct PdDevice::Private
 };
 
 PdDevice::PdDevice(const ReaderConstPtr &reader, const QString &path, const QString &identification,
-                   const QList<Channels::ChannelInformation> &channels) :
-    d(std::make_unique<Private>())
+                   const QList<Channels::ChannelInformation> &channels)
+    : d(std::make_unique<Private>())
 {
     d->tree = Utilities::GuiContextVisitor(reader).getConfigurationTree();
     d->path = path;
@@ -45,7 +45,8 @@ QString PdDevice::getIdentification() const
 
 QString PdDevice::getSerialNumber() const
 {
-    const QString serial = Utilities::GuiContextVisitor(getContext()).getProperty(QStringLiteral("serial_number")).toString();
+    const QString serial =
+        Utilities::GuiContextVisitor(getContext()).getProperty(QStringLiteral("serial_number")).toString();
     return serial.isEmpty() ? d->identification : serial;
 }
 

@@ -136,7 +136,8 @@ void RegisterBulkPayload()
 {
     const int type = qMetaTypeId<QVector<T>>();
     QMetaType::registerStreamOperators(
-        type, [](QDataStream &stream, const void *value) { WriteBulk(stream, *static_cast<const QVector<T> *>(value)); },
+        type,
+        [](QDataStream &stream, const void *value) { WriteBulk(stream, *static_cast<const QVector<T> *>(value)); },
         [](QDataStream &stream, void *value) { ReadBulk(stream, *static_cast<QVector<T> *>(value)); });
     RegisterPayloadSkipper(QMetaType::typeName(type), [](WireCursor &cursor) {
         quint32 count = 0;

@@ -63,11 +63,11 @@ static_assert(sizeof(EvaluatedEvent) == 40 && offsetof(EvaluatedEvent, charge) =
 /// The scale in registers: stores into events could alias it.
 struct PairScale
 {
-    explicit PairScale(const EventScale &scale) :
-        start(_mm_set1_epi64x(scale.startTime)), span(_mm_set1_pd(scale.phaseSpan)), extent(_mm_set1_pd(scale.extent)),
-        offset(_mm_set1_pd(scale.phaseOffset)), scales(_mm_set_pd(scale.voltageScale, scale.chargeScale))
-    {
-    }
+    explicit PairScale(const EventScale &scale)
+        : start(_mm_set1_epi64x(scale.startTime)), span(_mm_set1_pd(scale.phaseSpan)),
+          extent(_mm_set1_pd(scale.extent)), offset(_mm_set1_pd(scale.phaseOffset)),
+          scales(_mm_set_pd(scale.voltageScale, scale.chargeScale))
+    {}
 
     const __m128i start;
     const __m128d span;
@@ -113,12 +113,10 @@ void addPair(const PeakData *peaks, const PairScale &scale, EvaluatedEvent *even
     const __m128d secondScaled = _mm_mul_pd(_mm_cvtepi32_pd(second), scale.scales);
 
     const __m128i ticks = _mm_sub_epi64(_mm_unpackhi_epi64(first, second), scale.start);
-    statistics.timeRange =
-        _mm_or_si128(statistics.timeRange, _mm_add_epi64(ticks, _mm_set1_epi64x(qint64(1) << 31)));
+    statistics.timeRange = _mm_or_si128(statistics.timeRange, _mm_add_epi64(ticks, _mm_set1_epi64x(qint64(1) << 31)));
     const __m128d sinceStart = _mm_cvtepi32_pd(_mm_shuffle_epi32(ticks, _MM_SHUFFLE(3, 1, 2, 0)));
     // Divided, not multiplied by a reciprocal: cells of a pattern lie on exact ticks, and a last bit moves a pulse.
-    const __m128d phases =
-        _mm_add_pd(_mm_div_pd(_mm_mul_pd(sinceStart, scale.span), scale.extent), scale.offset);
+    const __m128d phases = _mm_add_pd(_mm_div_pd(_mm_mul_pd(sinceStart, scale.span), scale.extent), scale.offset);
 
     const quint32 gated[2] = {quint32(peaks[0].flags & PeakFlagGated), quint32(peaks[1].flags & PeakFlagGated)};
     statistics.gated += gated[0] + gated[1];
@@ -130,18 +128,15 @@ void addPair(const PeakData *peaks, const PairScale &scale, EvaluatedEvent *even
     __m128d charges = _mm_unpacklo_pd(firstScaled, secondScaled);
     __m128d magnitudes = _mm_andnot_pd(_mm_set1_pd(-0.0), charges);
     if constexpr (SuppressGated) {
-        const __m128d suppressed = _mm_castsi128_pd(
-            _mm_cmpeq_epi32(_mm_set_epi32(int(gated[1]), int(gated[1]), int(gated[0]), int(gated[0])),
-                            _mm_set1_epi32(PeakFlagGated)));
+        const __m128d suppressed = _mm_castsi128_pd(_mm_cmpeq_epi32(
+            _mm_set_epi32(int(gated[1]), int(gated[1]), int(gated[0]), int(gated[0])), _mm_set1_epi32(PeakFlagGated)));
         charges = _mm_andnot_pd(suppressed, charges);
-        magnitudes = _mm_or_pd(_mm_andnot_pd(suppressed, magnitudes),
-                               _mm_and_pd(suppressed, _mm_set1_pd(Largest)));
+        magnitudes = _mm_or_pd(_mm_andnot_pd(suppressed, magnitudes), _mm_and_pd(suppressed, _mm_set1_pd(Largest)));
     }
     statistics.maximum = _mm_max_pd(statistics.maximum, charges);
     statistics.minimum = _mm_min_pd(statistics.minimum, charges);
     statistics.magnitudeMinimum = _mm_min_pd(statistics.magnitudeMinimum, magnitudes);
-    statistics.negative =
-        _mm_sub_epi64(statistics.negative, _mm_castpd_si128(_mm_cmplt_pd(charges, _mm_setzero_pd())));
+    statistics.negative = _mm_sub_epi64(statistics.negative, _mm_castpd_si128(_mm_cmplt_pd(charges, _mm_setzero_pd())));
 }
 
 /// False, with the events to be built again, when a time lies further than 31 bits from the start.

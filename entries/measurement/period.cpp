@@ -88,8 +88,8 @@ bool Period::preProcess(const std::shared_ptr<const PeriodV2> &entry, const Gati
     return build(entry.get(), gatingStatus, invert, phaseOffset, phaseSpan, ignoreCorrections);
 }
 
-bool Period::build(const DataEntry *entry, GatingStatus gatingStatus, bool invert, double phaseOffset,
-                   double phaseSpan, bool ignoreCorrections)
+bool Period::build(const DataEntry *entry, GatingStatus gatingStatus, bool invert, double phaseOffset, double phaseSpan,
+                   bool ignoreCorrections)
 {
     const std::unique_lock guard(m_lock);
     EventBufferPool::getInstance().give(std::move(m_events));

@@ -50,11 +50,11 @@ public:
     bool postProcess(bool magnitudes, DisplayData *signal, DisplayData *gatedSignal,
                      const GatingStatus &gatingStatus) const;
 
-    qint64 getStartTime() const;       ///< ticks
-    qint64 getStopTime() const;        ///< ticks
-    quint32 getSampleRate() const;     ///< ticks per second
-    quint32 getPeriodFlags() const;    ///< bits of PeriodFlags
-    qint64 getDuration() const;        ///< ticks
+    qint64 getStartTime() const;    ///< ticks
+    qint64 getStopTime() const;     ///< ticks
+    quint32 getSampleRate() const;  ///< ticks per second
+    quint32 getPeriodFlags() const; ///< bits of PeriodFlags
+    qint64 getDuration() const;     ///< ticks
     /// By the factor of the first period that the process built, whatever this one's rate: the whole system runs at
     /// one sampling rate. Kept on purpose; no reading uses it.
     double getDurationInMs() const;

@@ -13,8 +13,8 @@ namespace CommonNOX::Evaluation::utils
 using namespace std::chrono_literals;
 
 EvaluationQueueWrapper::EvaluationQueueWrapper(
-    const std::shared_ptr<Processors::AbstractSingleChannelProcessor> &processor, QObject *parent) :
-    QueueThread(1ms, parent), m_processor(processor)
+    const std::shared_ptr<Processors::AbstractSingleChannelProcessor> &processor, QObject *parent)
+    : QueueThread(1ms, parent), m_processor(processor)
 {
     if (const auto *named = dynamic_cast<const Processors::SingleChannelProcessor *>(processor.get()))
         setObjectName(QStringLiteral("ch%1 %2").arg(named->getChannelIndex()).arg(named->getProcessorName()));

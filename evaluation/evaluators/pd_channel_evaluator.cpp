@@ -5,8 +5,8 @@
 namespace CommonNOX::Evaluation::Evaluators
 {
 
-PdChannelEvaluator::PdChannelEvaluator(const std::shared_ptr<Devices::PdDevice> &device, int channel) :
-    m_device(device), m_channel(channel), m_context(device->getChannelContext(channel))
+PdChannelEvaluator::PdChannelEvaluator(const std::shared_ptr<Devices::PdDevice> &device, int channel)
+    : m_device(device), m_channel(channel), m_context(device->getChannelContext(channel))
 {
     m_evaluator.setObjectName(QStringLiteral("channel %1").arg(channel));
     m_blocks = m_device->subscribePeriodBlocks(

@@ -147,8 +147,8 @@ void SingleChannelEvaluator::evaluatePeriods(const Batch &batch)
 void SingleChannelEvaluator::evaluatePeriod(quint64 index, const QVariant &entry)
 {
     const auto build = [&](Data::Period &period, const auto &typed) {
-        return typed && period.preProcess(typed, m_gating, m_options.invert, m_options.phaseOffset,
-                                          m_options.phaseSpan, m_options.ignoreCorrections);
+        return typed && period.preProcess(typed, m_gating, m_options.invert, m_options.phaseOffset, m_options.phaseSpan,
+                                          m_options.ignoreCorrections);
     };
     const auto period = std::make_shared<Data::Period>();
     if (build(*period, entryOf<PeriodV2>(entry)) || build(*period, entryOf<PeriodV1>(entry))) {

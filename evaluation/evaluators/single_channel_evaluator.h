@@ -35,10 +35,10 @@ struct PeriodBuildingOptions
 /// How far an evaluator has come.
 struct EvaluationProgress
 {
-    quint64 accepted = 0;     ///< periods taken from outside
-    quint64 handedOn = 0;     ///< of these, handed to the processors or dropped
-    quint64 dropped = 0;      ///< of these, could not be built or were still queued at the end
-    quint64 pending = 0;      ///< hand-overs that are not done yet, all processors counted; 0: everything is evaluated
+    quint64 accepted = 0; ///< periods taken from outside
+    quint64 handedOn = 0; ///< of these, handed to the processors or dropped
+    quint64 dropped = 0;  ///< of these, could not be built or were still queued at the end
+    quint64 pending = 0;  ///< hand-overs that are not done yet, all processors counted; 0: everything is evaluated
     qint64 completedIndex = -1; ///< while something is pending: every processor is done up to this index
 };
 

@@ -7,17 +7,15 @@
 namespace CommonNOX::Evaluation::Processors
 {
 
-BaseProcessor::BaseProcessor(const ReaderConstPtr &deviceContext, const QString &processorName) :
-    BaseProcessor(deviceContext, processorName, Utilities::GetAppDataStore())
-{
-}
+BaseProcessor::BaseProcessor(const ReaderConstPtr &deviceContext, const QString &processorName)
+    : BaseProcessor(deviceContext, processorName, Utilities::GetAppDataStore())
+{}
 
 BaseProcessor::BaseProcessor(const ReaderConstPtr &deviceContext, const QString &processorName,
-                             const std::shared_ptr<Utilities::DataStore> &store) :
-    m_deviceContext(deviceContext), m_processorName(processorName),
-    m_monitor(std::make_shared<Utilities::DataEntryMonitor>(processorName, store)), m_store(store)
-{
-}
+                             const std::shared_ptr<Utilities::DataStore> &store)
+    : m_deviceContext(deviceContext), m_processorName(processorName),
+      m_monitor(std::make_shared<Utilities::DataEntryMonitor>(processorName, store)), m_store(store)
+{}
 
 BaseProcessor::~BaseProcessor() = default;
 

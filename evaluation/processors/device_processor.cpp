@@ -24,10 +24,9 @@ AbstractDeviceProcessor::AbstractDeviceProcessor() = default;
 AbstractDeviceProcessor::~AbstractDeviceProcessor() = default;
 
 DeviceProcessor::DeviceProcessor(const ReaderConstPtr &deviceContext, const QString &processorName,
-                                 const QString &deviceIdentification) :
-    BaseProcessor(deviceContext, processorName), m_deviceIdentification(deviceIdentification)
-{
-}
+                                 const QString &deviceIdentification)
+    : BaseProcessor(deviceContext, processorName), m_deviceIdentification(deviceIdentification)
+{}
 
 DeviceProcessor::~DeviceProcessor() = default;
 

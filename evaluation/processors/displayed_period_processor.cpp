@@ -20,10 +20,9 @@ const ProcessorSelfRegistration<DisplayedPeriodProcessor> registration({Names::D
 DisplayedPeriodProcessor::DisplayedPeriodProcessor(const ReaderConstPtr &deviceContext,
                                                    const ReaderConstPtr &channelContext, const QString &processorName,
                                                    const QString &deviceIdentification,
-                                                   const unsigned int &channelIndex) :
-    SingleChannelProcessor(deviceContext, channelContext, processorName, deviceIdentification, channelIndex)
-{
-}
+                                                   const unsigned int &channelIndex)
+    : SingleChannelProcessor(deviceContext, channelContext, processorName, deviceIdentification, channelIndex)
+{}
 
 DisplayedPeriodProcessor::~DisplayedPeriodProcessor() = default;
 

@@ -19,10 +19,9 @@ const ProcessorSelfRegistration<FrequencyProcessor> registration({Names::Frequen
 
 FrequencyProcessor::FrequencyProcessor(const ReaderConstPtr &deviceContext, const ReaderConstPtr &channelContext,
                                        const QString &processorName, const QString &deviceIdentification,
-                                       const unsigned int &channelIndex) :
-    SingleChannelProcessor(deviceContext, channelContext, processorName, deviceIdentification, channelIndex)
-{
-}
+                                       const unsigned int &channelIndex)
+    : SingleChannelProcessor(deviceContext, channelContext, processorName, deviceIdentification, channelIndex)
+{}
 
 FrequencyProcessor::~FrequencyProcessor() = default;
 

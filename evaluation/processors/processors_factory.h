@@ -20,9 +20,8 @@ extern template class NOX_EXPORT Singleton<CommonNOX::Evaluation::Processors::Pr
 namespace CommonNOX::Evaluation::Processors
 {
 
-using DeviceProcessorFactory =
-    Shared::Factory<QString, std::shared_ptr<AbstractDeviceProcessor>, const ReaderConstPtr &, const QString &,
-                    const QString &>;
+using DeviceProcessorFactory = Shared::Factory<QString, std::shared_ptr<AbstractDeviceProcessor>,
+                                               const ReaderConstPtr &, const QString &, const QString &>;
 using SingleChannelProcessorFactory =
     Shared::Factory<QString, std::shared_ptr<AbstractSingleChannelProcessor>, const ReaderConstPtr &,
                     const ReaderConstPtr &, const QString &, const QString &, const unsigned int &>;
@@ -87,9 +86,8 @@ public:
             ProcessorsFactory::getInstance().registerDeviceProcessor(name, &CreateNew);
     }
 
-    static std::shared_ptr<AbstractDeviceProcessor> CreateNew(const ReaderConstPtr &deviceContext,
-                                                              const QString &processorName,
-                                                              const QString &deviceIdentification)
+    static std::shared_ptr<AbstractDeviceProcessor>
+    CreateNew(const ReaderConstPtr &deviceContext, const QString &processorName, const QString &deviceIdentification)
     {
         return std::make_shared<T>(deviceContext, processorName, deviceIdentification);
     }

@@ -21,8 +21,8 @@ bool isZero(double x)
 } // namespace
 
 QiecCalculator::QiecCalculator(const QString &tau1Key, const QString &tau2Key, const QString &initialValueKey,
-                               const std::shared_ptr<Utilities::ConfigurationTree> &tree) :
-    FrameworkVisitor(tree)
+                               const std::shared_ptr<Utilities::ConfigurationTree> &tree)
+    : FrameworkVisitor(tree)
 {
     if (!initialValueKey.isEmpty()) {
         m_subscriptions.push_back(subscribeAppConfig(
@@ -32,8 +32,8 @@ QiecCalculator::QiecCalculator(const QString &tau1Key, const QString &tau2Key, c
 }
 
 QiecCalculator::QiecCalculator(const QString &tau1Key, const QString &tau2Key, const double &initialValue,
-                               const std::shared_ptr<Utilities::ConfigurationTree> &tree) :
-    FrameworkVisitor(tree)
+                               const std::shared_ptr<Utilities::ConfigurationTree> &tree)
+    : FrameworkVisitor(tree)
 {
     initialize(initialValue, tau1Key, tau2Key);
 }

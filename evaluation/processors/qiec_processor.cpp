@@ -21,8 +21,8 @@ const ProcessorSelfRegistration<QiecProcessor> registration({Names::Qiec});
 
 QiecProcessor::QiecProcessor(const ReaderConstPtr &deviceContext, const ReaderConstPtr &channelContext,
                              const QString &processorName, const QString &deviceIdentification,
-                             const unsigned int &channelIndex) :
-    SingleChannelProcessor(deviceContext, channelContext, processorName, deviceIdentification, channelIndex)
+                             const unsigned int &channelIndex)
+    : SingleChannelProcessor(deviceContext, channelContext, processorName, deviceIdentification, channelIndex)
 {
     const auto context = getChannelContext();
     m_calculator = std::make_shared<Calculation::QiecCalculator>(

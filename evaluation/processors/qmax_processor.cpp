@@ -40,10 +40,9 @@ bool scheduleReset(const std::atomic<double> &maximum, Shared::PendingValue<doub
 
 QmaxProcessor::QmaxProcessor(const ReaderConstPtr &deviceContext, const ReaderConstPtr &channelContext,
                              const QString &processorName, const QString &deviceIdentification,
-                             const unsigned int &channelIndex) :
-    SingleChannelProcessor(deviceContext, channelContext, processorName, deviceIdentification, channelIndex)
-{
-}
+                             const unsigned int &channelIndex)
+    : SingleChannelProcessor(deviceContext, channelContext, processorName, deviceIdentification, channelIndex)
+{}
 
 QmaxProcessor::~QmaxProcessor() = default;
 

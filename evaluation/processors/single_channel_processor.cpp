@@ -11,11 +11,10 @@ AbstractSingleChannelProcessor::~AbstractSingleChannelProcessor() = default;
 
 SingleChannelProcessor::SingleChannelProcessor(const ReaderConstPtr &deviceContext,
                                                const ReaderConstPtr &channelContext, const QString &processorName,
-                                               const QString &deviceIdentification, const unsigned int &channelIndex) :
-    BaseProcessor(deviceContext, processorName),
-    m_channelContext(channelContext), m_deviceIdentification(deviceIdentification), m_channelIndex(channelIndex)
-{
-}
+                                               const QString &deviceIdentification, const unsigned int &channelIndex)
+    : BaseProcessor(deviceContext, processorName), m_channelContext(channelContext),
+      m_deviceIdentification(deviceIdentification), m_channelIndex(channelIndex)
+{}
 
 SingleChannelProcessor::~SingleChannelProcessor() = default;
 

@@ -30,10 +30,9 @@ namespace Voltage
 {
 
 VoltageProcessor::VoltageProcessor(const ReaderConstPtr &deviceContext, const QString &processorName,
-                                   const QString &deviceIdentification) :
-    DeviceProcessor(deviceContext, processorName, deviceIdentification)
-{
-}
+                                   const QString &deviceIdentification)
+    : DeviceProcessor(deviceContext, processorName, deviceIdentification)
+{}
 
 VoltageProcessor::~VoltageProcessor() = default;
 
@@ -52,10 +51,9 @@ namespace Scope
 {
 
 VoltageScopeProcessor::VoltageScopeProcessor(const ReaderConstPtr &deviceContext, const QString &processorName,
-                                             const QString &deviceIdentification) :
-    DeviceProcessor(deviceContext, processorName, deviceIdentification)
-{
-}
+                                             const QString &deviceIdentification)
+    : DeviceProcessor(deviceContext, processorName, deviceIdentification)
+{}
 
 VoltageScopeProcessor::~VoltageScopeProcessor() = default;
 

@@ -14,9 +14,9 @@ namespace ContextKeys = Evaluation::ContextKeys;
 using Evaluation::Evaluators::PdDeviceEvaluator;
 using Utilities::GuiContextVisitor;
 
-DeviceEvaluationTask::DeviceEvaluationTask(const std::shared_ptr<Devices::PdDevice> &device, QObject *parent) :
-    QObject(parent), m_device(device), m_evaluator(std::make_shared<PdDeviceEvaluator>(device)),
-    m_processors(MakeDeviceProcessorSet(device->getContext(), device->getSerialNumber()))
+DeviceEvaluationTask::DeviceEvaluationTask(const std::shared_ptr<Devices::PdDevice> &device, QObject *parent)
+    : QObject(parent), m_device(device), m_evaluator(std::make_shared<PdDeviceEvaluator>(device)),
+      m_processors(MakeDeviceProcessorSet(device->getContext(), device->getSerialNumber()))
 {
     const GuiContextVisitor context(device->getContext());
     m_subscriptions.push_back(context.subscribeProperty(

@@ -35,8 +35,8 @@ void removeElement(const QString &kind, const QString &contextPath)
 
 } // namespace
 
-PDDeviceMonitoringTask::PDDeviceMonitoringTask(const Devices::ReaderConstPtr &context, QObject *parent) :
-    QObject(parent)
+PDDeviceMonitoringTask::PDDeviceMonitoringTask(const Devices::ReaderConstPtr &context, QObject *parent)
+    : QObject(parent)
 {
     const GuiContextVisitor visitor(context);
     m_subscription = visitor.subscribeProperty(
@@ -75,9 +75,8 @@ void PDDeviceMonitoringTask::setDevices(const QVariant &value)
 }
 
 PDChannelPatternMonitoringTask::PDChannelPatternMonitoringTask(const std::shared_ptr<Devices::PdDevice> &device,
-                                                               int channel, QObject *parent) :
-    QObject(parent),
-    m_contextPath(device->getChannelContext(channel)->getRootPath())
+                                                               int channel, QObject *parent)
+    : QObject(parent), m_contextPath(device->getChannelContext(channel)->getRootPath())
 {
     const GuiContextVisitor visitor(device->getChannelContext(channel));
     m_subscription =
@@ -110,9 +109,8 @@ void PDChannelPatternMonitoringTask::setVisible(bool visible)
 }
 
 DeviceTemperatureMonitoringTask::DeviceTemperatureMonitoringTask(const std::shared_ptr<Devices::PdDevice> &device,
-                                                                 int intervalMs, QObject *parent) :
-    QObject(parent),
-    m_device(device)
+                                                                 int intervalMs, QObject *parent)
+    : QObject(parent), m_device(device)
 {
     connect(&m_timer, &QTimer::timeout, this, &DeviceTemperatureMonitoringTask::onRefreshTemperature);
     m_timer.start(intervalMs);
@@ -132,9 +130,8 @@ bool DeviceTemperatureMonitoringTask::readTemperature(double &temperature) const
 }
 
 DeviceGPIOMonitoringTask::DeviceGPIOMonitoringTask(const std::shared_ptr<Devices::PdDevice> &device, int intervalMs,
-                                                   QObject *parent) :
-    QObject(parent),
-    m_device(device)
+                                                   QObject *parent)
+    : QObject(parent), m_device(device)
 {
     connect(&m_timer, &QTimer::timeout, this, &DeviceGPIOMonitoringTask::onRefreshGPIO);
     m_timer.start(intervalMs);

@@ -78,10 +78,10 @@ using SingleChannelProcessorSet = ProcessorSet<Evaluation::Processors::AbstractS
 using DeviceProcessorSet = ProcessorSet<Evaluation::Processors::AbstractDeviceProcessor>;
 
 /// Sets whose processors come from ProcessorsFactory, each with its result entry in the application's data store.
-NOX_EXPORT SingleChannelProcessorSet MakeSingleChannelProcessorSet(
-    const Evaluation::Processors::ReaderConstPtr &deviceContext,
-    const Evaluation::Processors::ReaderConstPtr &channelContext, const QString &deviceIdentification,
-    unsigned int channelIndex);
+NOX_EXPORT SingleChannelProcessorSet
+MakeSingleChannelProcessorSet(const Evaluation::Processors::ReaderConstPtr &deviceContext,
+                              const Evaluation::Processors::ReaderConstPtr &channelContext,
+                              const QString &deviceIdentification, unsigned int channelIndex);
 NOX_EXPORT DeviceProcessorSet MakeDeviceProcessorSet(const Evaluation::Processors::ReaderConstPtr &deviceContext,
                                                      const QString &deviceIdentification);
 

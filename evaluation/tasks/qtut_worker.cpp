@@ -38,10 +38,10 @@ QVariant latest(const QString &kind, const QString &name, const QString &propert
 
 } // namespace
 
-QtUtWorker::QtUtWorker(const QString &deviceIdentification, int channel, int intervalMs) :
-    m_deviceName(GetDataEntryNameForDevice(deviceIdentification)),
-    m_channelName(GetDataEntryNameForDeviceChannel(deviceIdentification, QString::number(channel))),
-    m_intervalMs(std::max(intervalMs, SmallestIntervalMs))
+QtUtWorker::QtUtWorker(const QString &deviceIdentification, int channel, int intervalMs)
+    : m_deviceName(GetDataEntryNameForDevice(deviceIdentification)),
+      m_channelName(GetDataEntryNameForDeviceChannel(deviceIdentification, QString::number(channel))),
+      m_intervalMs(std::max(intervalMs, SmallestIntervalMs))
 {
     setObjectName(QStringLiteral("ch%1 qt_ut").arg(channel));
     start();

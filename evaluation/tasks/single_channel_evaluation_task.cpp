@@ -12,15 +12,14 @@ namespace ContextKeys = Evaluation::ContextKeys;
 using Evaluation::Evaluators::PdChannelEvaluator;
 
 SingleChannelEvaluationTask::SingleChannelEvaluationTask(const std::shared_ptr<Devices::PdDevice> &device, int channel,
-                                                         QObject *parent) :
-    QObject(parent),
-    m_device(device), m_evaluator(std::make_shared<PdChannelEvaluator>(device, channel)),
-    m_processors(MakeSingleChannelProcessorSet(device->getContext(), device->getChannelContext(channel),
-                                               device->getSerialNumber(), unsigned(channel)))
+                                                         QObject *parent)
+    : QObject(parent), m_device(device), m_evaluator(std::make_shared<PdChannelEvaluator>(device, channel)),
+      m_processors(MakeSingleChannelProcessorSet(device->getContext(), device->getChannelContext(channel),
+                                                 device->getSerialNumber(), unsigned(channel)))
 {
     follow(ContextKeys::UsedEvaluators, [this](const QVariant &value) { refeshProcessors(value); });
-    for (const auto &key : {ContextKeys::Gating, ContextKeys::Invert, ContextKeys::PhaseOffset,
-                            ContextKeys::PhaseSpan, ContextKeys::IgnoreCorrections})
+    for (const auto &key : {ContextKeys::Gating, ContextKeys::Invert, ContextKeys::PhaseOffset, ContextKeys::PhaseSpan,
+                            ContextKeys::IgnoreCorrections})
         follow(key, [this](const QVariant &) { setupGating(); });
     for (const auto &key : {ContextKeys::QtUtEnabled, ContextKeys::QtUtInterval})
         follow(key, [this](const QVariant &) { setupQtUtWorkerThread(); });

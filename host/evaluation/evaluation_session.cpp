@@ -34,8 +34,8 @@ const QString DeviceName = QStringLiteral("session");
 constexpr std::chrono::microseconds Pause(200);
 /// What a period takes besides its pulses: two entries, the period, its places in queues.
 constexpr qint64 BytesOfPeriod = 6 * 1024;
-constexpr qint64 BytesOfPulse = sizeof(CommonNOX::Entries::Results::Space2D::PeakData) +
-                                sizeof(CommonNOX::Data::EvaluatedEvent);
+constexpr qint64 BytesOfPulse =
+    sizeof(CommonNOX::Entries::Results::Space2D::PeakData) + sizeof(CommonNOX::Data::EvaluatedEvent);
 
 struct FedPeriod
 {
@@ -50,10 +50,10 @@ struct EvaluationSession::Private
     /// One channel's evaluator and what it has been fed but is not done with.
     struct Channel
     {
-        Channel(const std::shared_ptr<Utilities::ConfigurationTree> &tree, const QString &path, int index) :
-            context(Shared::GuiContexts::MakeReader(path, tree)),
-            processors(CommonNOX::Tasks::MakeSingleChannelProcessorSet(
-                Shared::GuiContexts::MakeReader(DeviceName, tree), context, DeviceName, unsigned(index)))
+        Channel(const std::shared_ptr<Utilities::ConfigurationTree> &tree, const QString &path, int index)
+            : context(Shared::GuiContexts::MakeReader(path, tree)),
+              processors(CommonNOX::Tasks::MakeSingleChannelProcessorSet(
+                  Shared::GuiContexts::MakeReader(DeviceName, tree), context, DeviceName, unsigned(index)))
         {
             evaluator.setObjectName(QStringLiteral("channel %1").arg(index));
         }

@@ -79,8 +79,8 @@ std::string csvField(const QVariant &value)
 {
     if (value.userType() == QMetaType::Double)
         return numberText(value.toDouble());
-    std::string text = value.userType() == qMetaTypeId<Entries::ValueVector>() ? jsonValue(value)
-                                                                               : value.toString().toStdString();
+    std::string text =
+        value.userType() == qMetaTypeId<Entries::ValueVector>() ? jsonValue(value) : value.toString().toStdString();
     if (text.find_first_of(",\"\r\n") == std::string::npos)
         return text;
     for (std::size_t quote = text.find('"'); quote != std::string::npos; quote = text.find('"', quote + 2))
@@ -146,7 +146,8 @@ QString describeRecord(const Reading &reading)
         if (name == Keys::Value.toString())
             parts.append(text);
         else
-            parts.append(QStringLiteral("%1 %2").arg(reading.record->getProperty(name).getDescription().toLower(), text));
+            parts.append(
+                QStringLiteral("%1 %2").arg(reading.record->getProperty(name).getDescription().toLower(), text));
     }
     return parts.join(QStringLiteral(", "));
 }
@@ -160,7 +161,8 @@ std::string toTableLine(const Reading &reading)
 {
     char head[80];
     std::snprintf(head, sizeof head, "%10llu  %7d  ", static_cast<unsigned long long>(reading.period), reading.channel);
-    return head + reading.processor.leftJustified(9).toStdString() + "  " + describeRecord(reading).toStdString() + '\n';
+    return head + reading.processor.leftJustified(9).toStdString() + "  " + describeRecord(reading).toStdString() +
+           '\n';
 }
 
 } // namespace NoxHost

@@ -52,7 +52,7 @@ public:
     PulseCsvResult next();
 
     quint64 bytesRead() const { return m_lines.bytesRead(); } ///< from the file, since it was opened
-    QString error() const { return m_error; } ///< empty while there is none
+    QString error() const { return m_error; }                 ///< empty while there is none
 
 private:
     using PeakData = CommonNOX::Entries::Results::Space2D::PeakData;

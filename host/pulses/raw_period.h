@@ -8,8 +8,8 @@ namespace NoxHost
 /// One period of one channel as a source delivers it, before it becomes an entry.
 struct RawPeriod
 {
-    qint32 channel = 0;   ///< 0-based
-    quint64 index = 0;    ///< period index, common to all channels
+    qint32 channel = 0; ///< 0-based
+    quint64 index = 0;  ///< period index, common to all channels
     qint64 startTicks = 0;
     qint64 endTicks = 0;
     quint32 sampleRate = 0; ///< ticks per second; 0 yields no reading

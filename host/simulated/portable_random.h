@@ -18,7 +18,7 @@ public:
     PortableRandom(quint64 seed, quint64 stream, quint64 position);
 
     quint64 next();
-    double uniform(); ///< in [0, 1), multiples of 2^-53
+    double uniform();         ///< in [0, 1), multiples of 2^-53
     double normal();          ///< mean 0, deviation 1, as the sum of twelve uniform numbers; within -6 to 6
     double exponential();     ///< mean 1
     int poisson(double mean); ///< takes a time in proportion to @p mean

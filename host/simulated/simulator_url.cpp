@@ -39,7 +39,8 @@ bool readItem(const QString &key, const QString &value, SimulatorRequest &reques
     else if (key == QLatin1String("voltage-profile"))
         return VoltageProfile::fromText(value, settings.profile, error);
     else if (key == QLatin1String("speed"))
-        isGood = (request.speed = value.toDouble(&isGood), isGood && std::isfinite(request.speed) && request.speed >= 0);
+        isGood =
+            (request.speed = value.toDouble(&isGood), isGood && std::isfinite(request.speed) && request.speed >= 0);
     else
         error = QStringLiteral("the simulator has no setting \"%1\".").arg(key);
     if (!isGood)

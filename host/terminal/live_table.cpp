@@ -15,10 +15,9 @@ constexpr int SmallestColumn = 14;
 
 } // namespace
 
-LiveTable::LiveTable(std::FILE *stream, const QStringList &processors) :
-    m_processors(processors), m_isTerminal(isTerminal(stream)), m_output(stream)
-{
-}
+LiveTable::LiveTable(std::FILE *stream, const QStringList &processors)
+    : m_processors(processors), m_isTerminal(isTerminal(stream)), m_output(stream)
+{}
 
 void LiveTable::show(double seconds, const QString &status, const std::vector<Reading> &lastReadings)
 {

@@ -36,11 +36,16 @@ TEST(ReadingFormat, JsonLineIsWhatOtherProgramsRead)
         std::string line;
     } rows[] = {
         {signalReading(103.2, pC), R"({"period":12,"channel":0,"processor":"qiec","Value":103.2,"Unit":"pC"})"},
-        {signalReading(0.1, pC), R"({"period":12,"channel":0,"processor":"qiec","Value":0.10000000000000001,"Unit":"pC"})"},
-        {signalReading(-1e300, pC), R"({"period":12,"channel":0,"processor":"qiec","Value":-1.0000000000000001e+300,"Unit":"pC"})"},
-        {signalReading(std::numeric_limits<double>::quiet_NaN(), pC), R"({"period":12,"channel":0,"processor":"qiec","Value":null,"Unit":"pC"})"},
-        {signalReading(std::numeric_limits<double>::infinity(), pC, -1), R"({"period":12,"processor":"qiec","Value":null,"Unit":"pC"})"},
-        {signalReading(1.0, QStringLiteral("a\"\\\n\u00b5")), "{\"period\":12,\"channel\":0,\"processor\":\"qiec\",\"Value\":1,\"Unit\":\"a\\\"\\\\\\u000a\xc2\xb5\"}"},
+        {signalReading(0.1, pC),
+         R"({"period":12,"channel":0,"processor":"qiec","Value":0.10000000000000001,"Unit":"pC"})"},
+        {signalReading(-1e300, pC),
+         R"({"period":12,"channel":0,"processor":"qiec","Value":-1.0000000000000001e+300,"Unit":"pC"})"},
+        {signalReading(std::numeric_limits<double>::quiet_NaN(), pC),
+         R"({"period":12,"channel":0,"processor":"qiec","Value":null,"Unit":"pC"})"},
+        {signalReading(std::numeric_limits<double>::infinity(), pC, -1),
+         R"({"period":12,"processor":"qiec","Value":null,"Unit":"pC"})"},
+        {signalReading(1.0, QStringLiteral("a\"\\\n\u00b5")),
+         "{\"period\":12,\"channel\":0,\"processor\":\"qiec\",\"Value\":1,\"Unit\":\"a\\\"\\\\\\u000a\xc2\xb5\"}"},
     };
     for (const auto &row : rows) {
         EXPECT_EQ(toJsonLine(row.reading), row.line + '\n');
