@@ -67,7 +67,8 @@ Reading readAll(PulseCsvReader &reader)
 Reading readDevice(QIODevice &device, qsizetype blockSize = PulseCsvReader::DefaultBlockSize)
 {
     PulseCsvReader reader(blockSize);
-    EXPECT_EQ(reader.open(&device, QStringLiteral("p")), reader.error().isEmpty());
+    const bool isOpen = reader.open(&device, QStringLiteral("p"));
+    EXPECT_EQ(isOpen, reader.error().isEmpty());
     return readAll(reader);
 }
 
