@@ -30,6 +30,9 @@ if(NOX_WERROR)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   add_compile_options($<$<BOOL:${NOX_CCACHE}>:-fpch-preprocess>)
+else()
+  # A precompiled header from the cache may be older than system headers that were installed anew unchanged.
+  add_compile_options("SHELL:-Xclang -fno-pch-timestamp")
 endif()
 add_compile_definitions(QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING QT_NO_FOREACH
                         QT_DEPRECATED_WARNINGS QT_DISABLE_DEPRECATED_BEFORE=0x050F00 QT_NO_NARROWING_CONVERSIONS_IN_CONNECT)
