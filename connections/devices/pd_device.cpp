@@ -1,13 +1,26 @@
 #include "connections/devices/pd_device.h"
 
 #include "connections/devices/device_health_source.h"
+#include "entries/catalogue/results_pd.h"
+#include "entries/measurement/voltage_scope.h"
+#include "entries/property_keys.h"
 #include "platform/visitors.h"
 
 #include <algorithm>
+#include <limits>
+#include <map>
 #include <mutex>
 
 namespace CommonNOX::Devices
 {
+
+namespace
+{
+
+/// How many scopes back a block may come.
+constexpr std::size_t KeptVoltages = 1024;
+
+} // namespace
 
 struct PdDevice::Private
 {
@@ -17,8 +30,9 @@ struct PdDevice::Private
     QList<Channels::ChannelInformation> channels;
     mutable std::mutex mutex;
     std::shared_ptr<DeviceHealthSource> healthSource;
-    Shared::CallBackList<int, quint64, PeriodBlockPtr> periodBlockReceivers;
+    Shared::CallBackList<int, quint64, PeriodBlockPtr, TestVoltages> periodBlockReceivers;
     Shared::CallBackList<VoltageScopePtr> voltageScopeReceivers;
+    std::map<quint64, double> voltages; // by the first period; of the delivering thread
 };
 
 PdDevice::PdDevice(const ReaderConstPtr &reader, const QString &path, const QString &identification,
@@ -89,12 +103,27 @@ bool PdDevice::addPeriodBlock(int channel, quint64 index, const PeriodBlockPtr &
 {
     if (!findChannel(channel))
         return false;
-    d->periodBlockReceivers.call(channel, index, block);
+    TestVoltages voltages;
+    if (block && !d->voltages.empty()) {
+        const int count = block->get(Entries::Keys::Periods).toList().size();
+        for (int i = 0; i < count; ++i) {
+            const auto next = d->voltages.upper_bound(index + quint64(i));
+            voltages.append(next == d->voltages.begin() ? std::numeric_limits<double>::quiet_NaN()
+                                                        : std::prev(next)->second);
+        }
+    }
+    d->periodBlockReceivers.call(channel, index, block, voltages);
     return true;
 }
 
-void PdDevice::addVoltageScope(const VoltageScopePtr &scope)
+void PdDevice::addVoltageScope(const VoltageScopePtr &scope, quint64 firstPeriod)
 {
+    Data::VoltageScope measured;
+    if (measured.preProcess(scope)) {
+        d->voltages[firstPeriod] = measured.getPeak();
+        if (d->voltages.size() > KeptVoltages)
+            d->voltages.erase(d->voltages.begin());
+    }
     d->voltageScopeReceivers.call(scope);
 }
 

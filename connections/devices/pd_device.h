@@ -8,6 +8,7 @@
 #include <QList>
 #include <QObject>
 #include <QString>
+#include <QVector>
 
 #include <functional>
 #include <memory>
@@ -34,7 +35,12 @@ class NOX_EXPORT PdDevice : public QObject
 public:
     using PeriodBlockPtr = std::shared_ptr<const Entries::Results::Space2D::PeriodBlockV1>;
     using VoltageScopePtr = std::shared_ptr<const Entries::Results::Space2D::VoltageScopeV1>;
-    using PeriodBlockReceiver = std::function<void(int channel, quint64 index, const PeriodBlockPtr &block)>;
+    /// The test voltage in force for each period of a block, its peak in kV or, uncalibrated, in units of its
+    /// converter: that of the newest scope of an equal or lower index. NaN, or a list that is too short, where none is
+    /// known.
+    using TestVoltages = QVector<double>;
+    using PeriodBlockReceiver =
+        std::function<void(int channel, quint64 index, const PeriodBlockPtr &block, const TestVoltages &testVoltages)>;
     using VoltageScopeReceiver = std::function<void(const VoltageScopePtr &scope)>;
 
     PdDevice(const ReaderConstPtr &reader, const QString &path, const QString &identification,
@@ -57,9 +63,11 @@ public:
     std::shared_ptr<DeviceHealthSource> getHealthSource() const;
     void setHealthSource(const std::shared_ptr<DeviceHealthSource> &source);
 
-    /// Hands a received block to the subscribers, in the calling thread. False for an unknown channel.
+    /// Hands a received block to the subscribers, in the calling thread, with the test voltages of its periods, so that
+    /// what depends on them does not depend on how threads run. False for an unknown channel.
     bool addPeriodBlock(int channel, quint64 index, const PeriodBlockPtr &block);
-    void addVoltageScope(const VoltageScopePtr &scope);
+    /// `firstPeriod` is the index of the first period for which the scope holds. It comes before that period's blocks.
+    void addVoltageScope(const VoltageScopePtr &scope, quint64 firstPeriod = 0);
     [[nodiscard]] Shared::Subscription subscribePeriodBlocks(PeriodBlockReceiver receiver);
     [[nodiscard]] Shared::Subscription subscribeVoltageScopes(VoltageScopeReceiver receiver);
 

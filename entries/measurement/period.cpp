@@ -245,6 +245,18 @@ bool Period::isPdCalibrated() const
     return m_pdCalibrated;
 }
 
+double Period::getTestVoltage() const
+{
+    const std::shared_lock guard(m_lock);
+    return m_testVoltage;
+}
+
+void Period::setTestVoltage(double voltage)
+{
+    const std::unique_lock guard(m_lock);
+    m_testVoltage = voltage;
+}
+
 bool Period::isTvCalibrated() const
 {
     const std::shared_lock guard(m_lock);

@@ -9,6 +9,7 @@
 
 #include <QString>
 
+#include <limits>
 #include <memory>
 #include <shared_mutex>
 
@@ -69,6 +70,11 @@ public:
     double getAbsoluteNegativeSignalValueMaximum() const;
     double getAbsoluteSignalValueMinimum() const;
     bool isPdCalibrated() const;
+
+    /// The peak of the test voltage in force, as received with the period; NaN when it is not known.
+    double getTestVoltage() const;
+    void setTestVoltage(double voltage);
+
     bool isTvCalibrated() const;
 
     bool isDirty() const;
@@ -98,6 +104,7 @@ private:
     quint32 m_sampleRate = 0;
     quint32 m_flags = 0;
     double m_durationInMs = 0.0;
+    double m_testVoltage = std::numeric_limits<double>::quiet_NaN();
     EvaluatedEventVector m_events;
     EventStatistics m_statistics;
     bool m_pdCalibrated = false;

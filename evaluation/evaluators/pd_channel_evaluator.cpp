@@ -10,9 +10,9 @@ PdChannelEvaluator::PdChannelEvaluator(const std::shared_ptr<Devices::PdDevice> 
 {
     m_evaluator.setObjectName(QStringLiteral("channel %1").arg(channel));
     m_blocks = m_device->subscribePeriodBlocks(
-        [this](int from, quint64 index, const Devices::PdDevice::PeriodBlockPtr &block) {
+        [this](int from, quint64 index, const Devices::PdDevice::PeriodBlockPtr &block, const auto &testVoltages) {
             if (from == m_channel)
-                m_evaluator.addNewReceivedPeriod(index, block);
+                m_evaluator.addNewReceivedPeriod(index, block, testVoltages);
         });
 }
 

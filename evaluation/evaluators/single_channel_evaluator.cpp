@@ -26,6 +26,8 @@ std::shared_ptr<const Entry> entryOf(const QVariant &value)
     return std::dynamic_pointer_cast<const Entry>(DataEntryFromVariant(value));
 }
 
+constexpr double Unknown = std::numeric_limits<double>::quiet_NaN();
+
 QVariantList periodsOf(const PeriodBlockV1 &block)
 {
     static const QString name = Entries::Keys::Periods;
@@ -45,14 +47,17 @@ SingleChannelEvaluator::~SingleChannelEvaluator()
 }
 
 bool SingleChannelEvaluator::addNewReceivedPeriod(const quint64 &index,
-                                                  const std::shared_ptr<const PeriodBlockV1> &block)
+                                                  const std::shared_ptr<const PeriodBlockV1> &block,
+                                                  const QVector<double> &testVoltages)
 {
     const int count = block ? periodsOf(*block).size() : 0;
     if (count == 0)
         return false;
     m_accepted.fetch_add(quint64(count), std::memory_order_release);
-    if (append({index, block}, WhenClosed::Refuse))
+    m_appendedBlocks.fetch_add(1, std::memory_order_acq_rel);
+    if (append({index, block, testVoltages}, WhenClosed::Refuse))
         return true;
+    m_appendedBlocks.fetch_sub(1, std::memory_order_acq_rel);
     m_accepted.fetch_sub(quint64(count), std::memory_order_release);
     return false;
 }
@@ -71,17 +76,17 @@ void SingleChannelEvaluator::enableEvaluation(const bool &enable)
 
 void SingleChannelEvaluator::setGatingStatus(GatingStatus status)
 {
-    m_pendingGating.set(status);
+    addChange(Setting::Gating, [this, status] { m_gating = status; });
 }
 
 void SingleChannelEvaluator::setBuildingOptions(const PeriodBuildingOptions &options)
 {
-    m_pendingOptions.set(options);
+    addChange(Setting::Options, [this, options] { m_options = options; });
 }
 
 void SingleChannelEvaluator::processorListChanged(const QList<ProcessorPtr> &processors)
 {
-    m_pendingProcessors.set(processors);
+    addChange(Setting::Processors, [this, processors] { replaceWrappers(processors); });
 }
 
 EvaluationProgress SingleChannelEvaluator::getProgress() const
@@ -122,11 +127,38 @@ double SingleChannelEvaluator::getLoad() const
 
 void SingleChannelEvaluator::takeSettings()
 {
-    m_pendingGating.take(m_gating);
-    m_pendingOptions.take(m_options);
-    QList<ProcessorPtr> processors;
-    if (m_pendingProcessors.take(processors))
-        replaceWrappers(processors);
+    takeChanges(m_evaluatedBlocks);
+}
+
+void SingleChannelEvaluator::addChange(Setting setting, std::function<void()> make)
+{
+    const std::lock_guard guard(m_changesMutex);
+    const quint64 firstBlock = m_appendedBlocks.load(std::memory_order_acquire);
+    // Of two that hold from the same block on only the later one counts.
+    m_changes.erase(std::remove_if(m_changes.begin(), m_changes.end(),
+                                   [&](const Change &change) {
+                                       return change.setting == setting && change.firstBlock == firstBlock;
+                                   }),
+                    m_changes.end());
+    m_changes.push_back({firstBlock, setting, std::move(make)});
+    m_changesPending.store(true, std::memory_order_release);
+}
+
+void SingleChannelEvaluator::takeChanges(quint64 block)
+{
+    if (!m_changesPending.load(std::memory_order_acquire))
+        return;
+    std::vector<Change> due;
+    {
+        const std::lock_guard guard(m_changesMutex);
+        const auto later = std::find_if(m_changes.begin(), m_changes.end(),
+                                        [block](const auto &change) { return change.firstBlock > block; });
+        due.assign(std::make_move_iterator(m_changes.begin()), std::make_move_iterator(later));
+        m_changes.erase(m_changes.begin(), later);
+        m_changesPending.store(!m_changes.empty(), std::memory_order_relaxed);
+    }
+    for (const auto &change : due)
+        change.make();
 }
 
 void SingleChannelEvaluator::process(Batch &batch)
@@ -136,21 +168,22 @@ void SingleChannelEvaluator::process(Batch &batch)
 
 void SingleChannelEvaluator::evaluatePeriods(const Batch &batch)
 {
-    for (const auto &[blockIndex, block] : batch) {
-        quint64 index = blockIndex;
-        const QVariantList periods = periodsOf(*block);
-        for (const QVariant &entry : periods)
-            evaluatePeriod(index++, entry);
+    for (const ReceivedBlock &received : batch) {
+        takeChanges(m_evaluatedBlocks++);
+        const QVariantList periods = periodsOf(*received.block);
+        for (int i = 0; i < periods.size(); ++i)
+            evaluatePeriod(received.index + quint64(i), periods[i], received.testVoltages.value(i, Unknown));
     }
 }
 
-void SingleChannelEvaluator::evaluatePeriod(quint64 index, const QVariant &entry)
+void SingleChannelEvaluator::evaluatePeriod(quint64 index, const QVariant &entry, double testVoltage)
 {
     const auto build = [&](Data::Period &period, const auto &typed) {
         return typed && period.preProcess(typed, m_gating, m_options.invert, m_options.phaseOffset, m_options.phaseSpan,
                                           m_options.ignoreCorrections);
     };
     const auto period = std::make_shared<Data::Period>();
+    period->setTestVoltage(testVoltage);
     if (build(*period, entryOf<PeriodV2>(entry)) || build(*period, entryOf<PeriodV1>(entry))) {
         for (const auto &wrapper : m_wrappers)
             wrapper->appendNewPeriod(index, period);
@@ -163,8 +196,9 @@ void SingleChannelEvaluator::evaluatePeriod(quint64 index, const QVariant &entry
 
 void SingleChannelEvaluator::leave(Batch &remaining)
 {
-    for (const auto &block : remaining) {
-        const auto count = quint64(periodsOf(*block.second).size());
+    m_evaluatedBlocks += remaining.size();
+    for (const ReceivedBlock &received : remaining) {
+        const auto count = quint64(periodsOf(*received.block).size());
         m_dropped.fetch_add(count, std::memory_order_release);
         m_handedOn.fetch_add(count, std::memory_order_release);
     }

@@ -4,10 +4,11 @@
 #include "evaluation/evaluators/evaluation_queue_wrapper.h"
 #include "evaluation/evaluators/queue_thread.h"
 #include "nox_export.h"
-#include "platform/pending_value.h"
 
 #include <QList>
+#include <QVector>
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -42,10 +43,16 @@ struct EvaluationProgress
     qint64 completedIndex = -1; ///< while something is pending: every processor is done up to this index
 };
 
-using IndexedBlock = std::pair<quint64, std::shared_ptr<const Entries::Results::Space2D::PeriodBlockV1>>;
+/// A block on its way to the evaluator.
+struct ReceivedBlock
+{
+    quint64 index = 0; ///< of the first period
+    std::shared_ptr<const Entries::Results::Space2D::PeriodBlockV1> block;
+    QVector<double> testVoltages; ///< one a period; NaN, or none, where it is not known
+};
 
 /// The thread of one channel: builds the periods of received blocks and hands each to one thread a processor.
-class NOX_EXPORT SingleChannelEvaluator : public QueueThread<IndexedBlock>
+class NOX_EXPORT SingleChannelEvaluator : public QueueThread<ReceivedBlock>
 {
 public:
     using ProcessorPtr = std::shared_ptr<Processors::AbstractSingleChannelProcessor>;
@@ -53,20 +60,22 @@ public:
     explicit SingleChannelEvaluator(QObject *parent = nullptr);
     ~SingleChannelEvaluator() override;
 
-    /// Queues a block whose first period has the index; the others follow one by one. False when the thread is not
-    /// running, for a null block and for one without periods. Any thread.
+    /// Queues a block whose first period has the index; the others follow one by one. Each period takes the test
+    /// voltage in force along. False when the thread is not running, for a null block and for one without periods. Any
+    /// thread.
     bool addNewReceivedPeriod(const quint64 &index,
-                              const std::shared_ptr<const Entries::Results::Space2D::PeriodBlockV1> &block);
+                              const std::shared_ptr<const Entries::Results::Space2D::PeriodBlockV1> &block,
+                              const QVector<double> &testVoltages = {});
 
     /// Starts the processors' threads and then this one, or lets this one end after its pass, which ends the
     /// processors' threads. Any thread but these.
     void enableEvaluation(const bool &enable);
     bool isEnabled() const { return isOpen(); }
 
-    /// The settings hold from the next batch on. Any thread.
+    /// Settings hold for the blocks that are added after them and for none before, whatever the threads do. Any thread.
     void setGatingStatus(GatingStatus status);
     void setBuildingOptions(const PeriodBuildingOptions &options);
-    /// Processors that stay keep their threads and their state. Any thread.
+    /// Processors that stay keep their threads and their state.
     void processorListChanged(const QList<ProcessorPtr> &processors);
 
     /// Exact for the thread that adds the blocks; a snapshot for any other.
@@ -80,13 +89,26 @@ protected:
     void leave(Batch &remaining) override;
 
 private:
+    enum class Setting { Gating, Options, Processors };
+    struct Change
+    {
+        quint64 firstBlock; ///< the number of the first block for which it holds
+        Setting setting;
+        std::function<void()> make;
+    };
+    void addChange(Setting setting, std::function<void()> make);
+    /// Makes the changes that were asked for before the block of this number.
+    void takeChanges(quint64 block);
     void evaluatePeriods(const Batch &batch);
-    void evaluatePeriod(quint64 index, const QVariant &entry);
+    void evaluatePeriod(quint64 index, const QVariant &entry, double testVoltage);
     void replaceWrappers(const QList<ProcessorPtr> &processors);
 
-    Shared::PendingValue<GatingStatus> m_pendingGating;
-    Shared::PendingValue<PeriodBuildingOptions> m_pendingOptions;
-    Shared::PendingValue<QList<ProcessorPtr>> m_pendingProcessors;
+    // Changes wait for their block; the flag says whether there are any.
+    std::mutex m_changesMutex;
+    std::vector<Change> m_changes;
+    std::atomic<bool> m_changesPending = false;
+    std::atomic<quint64> m_appendedBlocks = 0;
+    quint64 m_evaluatedBlocks = 0; // of this thread
     GatingStatus m_gating = GatingStatus::Off;
     PeriodBuildingOptions m_options;
 

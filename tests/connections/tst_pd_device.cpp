@@ -1,15 +1,20 @@
 #include "connections/devices/pd_device.h"
 #include "entries/catalogue/results_pd.h"
+#include "entries/property_keys.h"
 #include "platform/configuration_tree.h"
 #include "platform/visitors.h"
 
 #include <atomic>
+#include <cmath>
 #include <gtest/gtest.h>
 #include <thread>
 
 using namespace CommonNOX;
 using Devices::PdDevice;
+using Entries::SampleVector;
 using Entries::Results::Space2D::PeriodBlockV1;
+using Entries::Results::Space2D::VoltageScopeV1;
+namespace Keys = Entries::Keys;
 
 namespace
 {
@@ -58,7 +63,7 @@ TEST_F(PdDeviceTest, HandsWhatItReceivesToEverySubscriber)
 {
     QStringList notes;
     const auto receiver = [&](const char *who) {
-        return [&notes, who](int from, quint64 index, const PdDevice::PeriodBlockPtr &block) {
+        return [&notes, who](int from, quint64 index, const PdDevice::PeriodBlockPtr &block, const auto &) {
             notes.append(QStringLiteral("%1 %2 %3 %4").arg(QLatin1String(who)).arg(from).arg(index).arg(block ? 1 : 0));
         };
     };
@@ -72,6 +77,31 @@ TEST_F(PdDeviceTest, HandsWhatItReceivesToEverySubscriber)
                                   QStringLiteral("b 1 6 0")}));
 }
 
+TEST_F(PdDeviceTest, NotesTheVoltageInForceWhereBlocksAreReceived)
+{
+    const auto scope = [](qint32 peak) {
+        const auto entry = std::make_shared<VoltageScopeV1>();
+        entry->set(Keys::Samples, QVariant::fromValue(SampleVector{1, -peak, 2}));
+        entry->set(Keys::SampleRate, 1000u);
+        return entry;
+    };
+    const auto block = std::make_shared<PeriodBlockV1>();
+    block->set(Keys::Periods, QVariantList{0, 0, 0});
+    PdDevice::TestVoltages last;
+    const auto subscription = device.subscribePeriodBlocks(
+        [&](int, quint64, const auto &, const PdDevice::TestVoltages &voltages) { last = voltages; });
+    device.addPeriodBlock(1, 0, block);
+    EXPECT_TRUE(last.isEmpty());
+    device.addVoltageScope(scope(5), 10);
+    device.addVoltageScope(scope(7), 12);
+    device.addVoltageScope(nullptr, 11);
+    device.addPeriodBlock(1, 9, block);
+    EXPECT_TRUE(std::isnan(last.value(0))) << "before the first scope";
+    EXPECT_EQ(last.mid(1), PdDevice::TestVoltages({5.0, 5.0}));
+    device.addPeriodBlock(4, 11, block);
+    EXPECT_EQ(last, PdDevice::TestVoltages({5.0, 7.0, 7.0}));
+}
+
 TEST_F(PdDeviceTest, ASubscriberMayGoWhileBlocksArrive)
 {
     std::atomic<bool> feeding = true;
@@ -81,7 +111,7 @@ TEST_F(PdDeviceTest, ASubscriberMayGoWhileBlocksArrive)
     });
     for (int round = 0; round < 500; ++round) {
         auto calls = std::make_unique<int>(0);
-        auto subscription = device.subscribePeriodBlocks([&](int, quint64, const auto &) { ++*calls; });
+        auto subscription = device.subscribePeriodBlocks([&](int, quint64, const auto &, const auto &) { ++*calls; });
         subscription.reset();
         calls.reset(); // no call may be under way any more
     }

@@ -117,7 +117,7 @@ public:
         ++m_entered;
         m_changed.wait(lock, [this] { return m_open; });
         m_indices.push_back(index);
-        m_last = period;
+        m_periods.push_back(period);
         return false; // the result counts for nothing
     }
     bool resetProcessorState(const quint64 &) override
@@ -137,7 +137,8 @@ public:
         return waitUntil([&] { return locked(m_entered) >= times; });
     }
     std::vector<quint64> indices() const { return locked(m_indices); }
-    std::shared_ptr<const Period> last() const { return locked(m_last); }
+    std::vector<std::shared_ptr<const Period>> periods() const { return locked(m_periods); }
+    std::shared_ptr<const Period> last() const { return periods().back(); }
     int resets() const { return locked(m_resets); }
 
 private:
@@ -154,7 +155,7 @@ private:
     int m_entered = 0;
     int m_resets = 0;
     std::vector<quint64> m_indices;
-    std::shared_ptr<const Period> m_last;
+    std::vector<std::shared_ptr<const Period>> m_periods;
 };
 
 /// A data store and a tree of each test's own.

@@ -99,6 +99,28 @@ TEST_F(ChannelEvaluator, BuildsPeriodsAsItWasTold)
     EXPECT_DOUBLE_EQ(one->last()->getEvaluatedEvents()[0].phase, 75.0) << "a quarter into the period";
 }
 
+TEST_F(ChannelEvaluator, SettingsAndVoltagesHoldForTheBlocksTheyCameWith)
+{
+    const PeriodSketch sketch{.amplitudes = {2}, .gated = {30}};
+    const auto block = blockOf({sketch.variant(), sketch.variant()});
+    evaluator.processorListChanged({one});
+    evaluator.enableEvaluation(true);
+    constexpr int Rounds = 200;
+    for (int i = 0; i < Rounds; ++i) {
+        evaluator.setGatingStatus(i % 2 == 0 ? GatingStatus::Suppressing : GatingStatus::Off);
+        ASSERT_TRUE(evaluator.addNewReceivedPeriod(quint64(2 * i), block, {double(i)}));
+    }
+    ASSERT_TRUE(waitUntilDone(evaluator));
+    const auto periods = one->periods();
+    ASSERT_EQ(periods.size(), 2u * Rounds);
+    for (int i = 0; i < Rounds; ++i) {
+        const auto &first = *periods[std::size_t(2 * i)];
+        EXPECT_EQ(first.getAbsoluteSignalValueMaximum(), i % 2 == 0 ? 2.0 : 30.0) << i;
+        EXPECT_EQ(first.getTestVoltage(), i);
+        EXPECT_TRUE(std::isnan(periods[std::size_t(2 * i + 1)]->getTestVoltage())) << "not told";
+    }
+}
+
 TEST_F(ChannelEvaluator, ProcessorsThatStayKeepTheirThreads)
 {
     const Gate &stays = one, &goes = two, &comes = three, &never = four;

@@ -161,8 +161,8 @@ TEST(EvaluationQueueWrapper, TellsHowMuchTimeWasToSpare)
     wrapper.launch();
     constexpr auto Longest = std::numeric_limits<qint64>::max(); // its milliseconds fit no integer
     int entered = 0;
-    for (const auto &[sketch, load] : {std::pair{PeriodSketch{.end = 1000000, .rate = 1}, -1e4},
-                                       {PeriodSketch{.start = -Longest - 1, .end = Longest, .rate = 1}, -1e13}}) {
+    for (const auto &[sketch, load] : {std::pair{PeriodSketch{.end = 1000000, .rate = 1}, -1.0},
+                                       {PeriodSketch{.start = -Longest - 1, .end = Longest, .rate = 1}, -1e6}}) {
         processor->setOpen(false);
         wrapper.appendNewPeriod(quint64(entered), sketch.period());
         ASSERT_TRUE(processor->waitUntilEntered(++entered));

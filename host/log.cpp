@@ -1,0 +1,8 @@
+#include "host/log.h"
+
+namespace NoxHost
+{
+
+Q_LOGGING_CATEGORY(hostLog, "NoxHost")
+
+} // namespace NoxHost
