@@ -1,5 +1,6 @@
 #include "connections/devices/pd_device.h"
 #include "entries/catalogue/results_pd.h"
+#include "entries/measurement/samples.h"
 #include "entries/property_keys.h"
 #include "platform/configuration_tree.h"
 #include "platform/visitors.h"
