@@ -138,7 +138,7 @@ int runEvaluate(const QStringList &arguments)
     const auto channel = line.wholeNumber(QStringLiteral("channel"), 0, std::numeric_limits<qint32>::max());
     if (const auto status = line.reportComplaint())
         return *status;
-    if (!options.dropUnknownEvaluators())
+    if (!options.dropUnknownEvaluators(EvaluationSession::Source::Periods))
         return Failed;
     return FileEvaluation(line.parser().positionalArguments().first(), options, channel).run();
 }

@@ -68,9 +68,9 @@ void EvaluatorOptions::readFormat(CommandLine &line)
         line.complain(QStringLiteral("--output: \"%1\" is none of table, csv and jsonl.").arg(form));
 }
 
-bool EvaluatorOptions::dropUnknownEvaluators()
+bool EvaluatorOptions::dropUnknownEvaluators(NoxHost::EvaluationSession::Source source)
 {
-    const QStringList unknown = NoxHost::EvaluationSession::findUnknownEvaluators(m_settings);
+    const QStringList unknown = NoxHost::EvaluationSession::findUnknownEvaluators(m_settings, source);
     for (const QString &name : unknown)
         m_settings.evaluators.removeAll(name);
     const QString names = unknown.join(QStringLiteral("\", \""));
@@ -113,7 +113,9 @@ std::string formatReading(OutputFormat format, const NoxHost::Reading &reading)
 void printLastReadings(const std::vector<NoxHost::Reading> &readings)
 {
     for (const NoxHost::Reading &reading : readings) {
-        std::fprintf(stderr, "channel %d  %-9s  %s\n", reading.channel, qUtf8Printable(reading.processor),
+        const QString channel =
+            reading.channel < 0 ? text("device") : QStringLiteral("channel %1").arg(reading.channel);
+        std::fprintf(stderr, "%s  %-9s  %s\n", qUtf8Printable(channel), qUtf8Printable(reading.processor),
                      qUtf8Printable(NoxHost::describeRecord(reading)));
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/nox/command.h"
+#include "host/evaluation/evaluation_session.h"
 #include "host/evaluation/evaluation_settings.h"
 #include "host/evaluation/reading.h"
 
@@ -25,8 +26,9 @@ public:
     const NoxHost::EvaluationSettings &settings() const { return m_settings; }
     OutputFormat format() const { return m_format; }
 
-    /// Warns of evaluators that nobody knows and leaves them out. False, with a message, when none is left.
-    bool dropUnknownEvaluators();
+    /// Warns of evaluators that nobody knows, or that the source cannot feed, and leaves them out. False, with a
+    /// message, when none is left.
+    bool dropUnknownEvaluators(NoxHost::EvaluationSession::Source source);
 
 private:
     void readFormat(CommandLine &line);

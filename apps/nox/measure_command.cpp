@@ -189,7 +189,7 @@ int runMeasure(const QStringList &arguments)
         printMessage(error);
         return WrongUsage;
     }
-    if (!options.dropUnknownEvaluators())
+    if (!options.dropUnknownEvaluators(EvaluationSession::Source::Device))
         return Failed;
     return SimulatorMeasurement(request, options, limits).run();
 }

@@ -1,9 +1,12 @@
 #include "host/evaluation/evaluation_session.h"
 
+#include "connections/devices/pd_device.h"
 #include "entries/catalogue/results_pd.h"
 #include "entries/entry_names.h"
 #include "entries/measurement/evaluated_event.h"
+#include "entries/property_keys.h"
 #include "evaluation/context_keys.h"
+#include "evaluation/evaluators/device_evaluator.h"
 #include "evaluation/evaluators/single_channel_evaluator.h"
 #include "evaluation/processors/processors_factory.h"
 #include "evaluation/tasks/processor_set.h"
@@ -23,6 +26,8 @@ namespace NoxHost
 {
 
 using namespace CommonNOX::Evaluation;
+using CommonNOX::Devices::PdDevice;
+using CommonNOX::Evaluation::Evaluators::DeviceEvaluator;
 using CommonNOX::Evaluation::Evaluators::EvaluationProgress;
 using CommonNOX::Evaluation::Evaluators::SingleChannelEvaluator;
 using CommonNOX::Tasks::SingleChannelProcessorSet;
@@ -61,6 +66,7 @@ struct EvaluationSession::Private
         Processors::ReaderConstPtr context;
         SingleChannelProcessorSet processors;
         std::deque<FedPeriod> onTheirWay;
+        std::optional<quint64> lastFed;
         SingleChannelEvaluator evaluator;
     };
 
@@ -114,6 +120,85 @@ struct EvaluationSession::Private
         return completed;
     }
 
+    /// Queues the periods of a block. False when the evaluator refused it.
+    bool feed(int index, quint64 first, const PdDevice::PeriodBlockPtr &block, const std::vector<qint64> &pulses,
+              const PdDevice::TestVoltages &testVoltages)
+    {
+        Channel &channel = channelOf(index);
+        for (std::size_t i = 0; i < pulses.size(); ++i) {
+            const qint64 bytes = BytesOfPeriod + pulses[i] * BytesOfPulse;
+            channel.onTheirWay.push_back({first + i, bytes});
+            bytesOnTheirWay += bytes;
+            pulseCount += quint64(pulses[i]);
+        }
+        periodsOnTheirWay += pulses.size();
+        periodCount += pulses.size();
+        lastIndex = first + pulses.size() - 1;
+        channel.lastFed = lastIndex;
+        isFinished = false;
+        return channel.evaluator.addNewReceivedPeriod(first, block, testVoltages);
+    }
+
+    void takeBlock(int channel, quint64 first, const PdDevice::PeriodBlockPtr &block,
+                   const PdDevice::TestVoltages &testVoltages)
+    {
+        std::vector<qint64> pulses;
+        if (block) {
+            const QVariantList periods = block->get(CommonNOX::Entries::Keys::Periods).toList();
+            for (const QVariant &period : periods) {
+                const auto entry = CommonNOX::DataEntryFromVariant(period);
+                pulses.push_back(entry ? entry->get(CommonNOX::Entries::Keys::Count).toLongLong() : 0);
+            }
+        }
+        if (!pulses.empty() && !feed(channel, first, block, pulses, testVoltages))
+            refusedCount += pulses.size();
+    }
+
+    /// The last period that every channel has delivered, those that lag too far behind apart.
+    std::optional<quint64> lastDelivered() const
+    {
+        quint64 newest = 0;
+        for (const auto &[index, channel] : channels)
+            newest = std::max(newest, channel->lastFed.value_or(0));
+        std::optional<quint64> last;
+        for (const auto &[index, channel] : channels) {
+            if (!channel->lastFed && newest < MaximumLag)
+                return std::nullopt;
+            if (channel->lastFed && *channel->lastFed + MaximumLag >= newest)
+                last = std::min(last.value_or(newest), *channel->lastFed);
+        }
+        return last;
+    }
+
+    /// The last period of which every reading can be given out, what is still evaluated apart.
+    std::optional<quint64> lastFedWhole() const
+    {
+        if (isFinished)
+            return lastIndex;
+        if (device)
+            return lastDelivered();
+        // More channels may still bring the latest period.
+        return lastIndex == 0 ? std::nullopt : std::optional(lastIndex - 1);
+    }
+
+    void makeDeviceEvaluator()
+    {
+        auto set =
+            CommonNOX::Tasks::MakeDeviceProcessorSet(Shared::GuiContexts::MakeReader(DeviceName, tree), DeviceName);
+        set.setNames(settings.evaluators);
+        if (set.getProcessors().isEmpty())
+            return;
+        collector.addChannel(CommonNOX::GetDataEntryNameForDevice(DeviceName), -1);
+        deviceEvaluator = std::make_unique<DeviceEvaluator>();
+        deviceEvaluator->processorListChanged(set.getProcessors());
+        deviceEvaluator->enableEvaluation(true);
+    }
+
+    bool areScopesDone() const
+    {
+        return !deviceEvaluator || deviceEvaluator->getDoneCount() == deviceEvaluator->getAcceptedCount();
+    }
+
     bool isFull() const { return periodsOnTheirWay >= MaximumPeriods || bytesOnTheirWay >= MaximumBytes; }
 
     template <class Condition>
@@ -140,24 +225,32 @@ struct EvaluationSession::Private
     std::optional<quint64> withdrawnFrom;
     quint64 periodCount = 0;
     quint64 pulseCount = 0;
+    quint64 refusedCount = 0;
+    std::shared_ptr<PdDevice> device;
+    std::unique_ptr<DeviceEvaluator> deviceEvaluator;
+    // Last, so that nothing is received any more when the rest goes.
+    std::vector<Shared::Subscription> subscriptions;
 };
 
 EvaluationSession::EvaluationSession(const EvaluationSettings &settings) : d(std::make_unique<Private>(settings)) {}
 
 EvaluationSession::~EvaluationSession()
 {
+    d->subscriptions.clear();
     // All are told before the first is waited for.
     for (const auto &channel : d->channels)
         channel.second->evaluator.enableEvaluation(false);
     d->channels.clear();
 }
 
-QStringList EvaluationSession::findUnknownEvaluators(const EvaluationSettings &settings)
+QStringList EvaluationSession::findUnknownEvaluators(const EvaluationSettings &settings, Source source)
 {
-    const Processors::SingleChannelProcessorFactory &factory = Processors::ProcessorsFactory::getInstance();
+    const Processors::SingleChannelProcessorFactory &ofChannels = Processors::ProcessorsFactory::getInstance();
+    const Processors::DeviceProcessorFactory &ofDevices = Processors::ProcessorsFactory::getInstance();
     QStringList unknown;
     for (const QString &name : settings.evaluators) {
-        if (!factory.isProductRegistered(name))
+        if (!ofChannels.isProductRegistered(name) &&
+            (source == Source::Periods || !ofDevices.isProductRegistered(name)))
             unknown.append(name);
     }
     return unknown;
@@ -165,33 +258,41 @@ QStringList EvaluationSession::findUnknownEvaluators(const EvaluationSettings &s
 
 bool EvaluationSession::addPeriod(const RawPeriod &period, const std::function<bool()> &isInterrupted)
 {
-    const auto isFull = [this] {
-        if (!d->isFull())
-            return false;
-        d->settle();
-        return d->isFull();
-    };
-    if (!Private::waitWhile(isFull, isInterrupted))
+    if (!Private::waitWhile([this] { return isFull(); }, isInterrupted))
         return false;
-    Private::Channel &channel = d->channelOf(period.channel);
-    const qint64 bytes = BytesOfPeriod + period.peaks.size() * BytesOfPulse;
-    channel.onTheirWay.push_back({period.index, bytes});
-    d->periodsOnTheirWay += 1;
-    d->bytesOnTheirWay += bytes;
-    d->lastIndex = period.index;
-    d->isFinished = false;
-    d->periodCount += 1;
-    d->pulseCount += quint64(period.peaks.size());
-    return channel.evaluator.addNewReceivedPeriod(period.index, makePeriodBlock(period));
+    return d->feed(period.channel, period.index, makePeriodBlock(period), {period.peaks.size()}, {});
+}
+
+bool EvaluationSession::isFull()
+{
+    if (!d->isFull())
+        return false;
+    d->settle();
+    return d->isFull();
+}
+
+void EvaluationSession::follow(const std::shared_ptr<PdDevice> &device)
+{
+    d->device = device;
+    for (const auto &channel : device->getChannels())
+        d->channelOf(channel.getChannelIndex());
+    d->makeDeviceEvaluator();
+    d->subscriptions.push_back(device->subscribePeriodBlocks(
+        [this](int channel, quint64 index, const PdDevice::PeriodBlockPtr &block,
+               const PdDevice::TestVoltages &testVoltages) { d->takeBlock(channel, index, block, testVoltages); }));
+    d->subscriptions.push_back(device->subscribeVoltageScopes([this](const PdDevice::VoltageScopePtr &scope) {
+        if (d->deviceEvaluator)
+            d->deviceEvaluator->addNewReceivedVoltageScope(scope);
+    }));
 }
 
 std::vector<Reading> EvaluationSession::takeReadings()
 {
     const std::optional<quint64> firstOpen = d->settle();
-    // More channels may still bring the latest period, until the end is known.
-    if (!d->isFinished && d->lastIndex == 0)
+    const std::optional<quint64> fed = d->lastFedWhole();
+    if (!fed)
         return {};
-    quint64 complete = d->isFinished ? d->lastIndex : d->lastIndex - 1;
+    quint64 complete = *fed;
     if (firstOpen) {
         if (*firstOpen == 0)
             return {};
@@ -215,9 +316,15 @@ void EvaluationSession::withdrawFrom(quint64 index)
 
 bool EvaluationSession::finish(const std::function<bool()> &isInterrupted)
 {
-    const bool done = Private::waitWhile([this] { return d->settle().has_value(); }, isInterrupted);
+    const bool done =
+        Private::waitWhile([this] { return d->settle().has_value() || !d->areScopesDone(); }, isInterrupted);
     d->isFinished = done;
     return done;
+}
+
+quint64 EvaluationSession::getRefusedCount() const
+{
+    return d->refusedCount;
 }
 
 quint64 EvaluationSession::getPeriodCount() const

@@ -15,6 +15,11 @@ namespace Utilities
 class ConfigurationTree;
 }
 
+namespace CommonNOX::Devices
+{
+class PdDevice;
+}
+
 namespace NoxHost
 {
 
@@ -34,16 +39,27 @@ public:
     EvaluationSession &operator=(const EvaluationSession &) = delete;
     ~EvaluationSession();
 
-    /// Names of `settings.evaluators` that no single-channel processor has.
-    static QStringList findUnknownEvaluators(const EvaluationSettings &settings);
+    /// What the evaluators are fed from: periods alone, or a device, whose voltage scopes have processors of their own.
+    enum class Source { Periods, Device };
+    /// Names of `settings.evaluators` that no processor has which the source can feed.
+    static QStringList findUnknownEvaluators(const EvaluationSettings &settings, Source source);
 
     /// Queues a period. Periods of a channel come in ascending order, and none comes after one of a later index of
     /// another channel. Waits while too much is on its way, as long as `isInterrupted` does not say otherwise.
     /// False when it was interrupted, or when the channel's evaluator refused the period.
     bool addPeriod(const RawPeriod &period, const std::function<bool()> &isInterrupted = {});
 
+    /// Takes what the device receives from now on, in the thread that delivers it, without waiting: who drives the
+    /// device looks at isFull() and stops reading. Its channels may run apart; one that lags more than MaximumLag
+    /// periods behind is not waited for, and its readings come late. Scopes go to the device's processors.
+    void follow(const std::shared_ptr<CommonNOX::Devices::PdDevice> &device);
+    static constexpr quint64 MaximumLag = 16;
+    /// Whether too much is on its way.
+    bool isFull();
+
     /// Readings of all periods that are complete: those before the latest one fed, once every processor is done with
-    /// them. In order of period, then channel, then processor; none twice.
+    /// them; of a device those that every channel has delivered. In order of period, then channel, then processor; none
+    /// twice. Readings of a device's processors come as they are, in order.
     std::vector<Reading> takeReadings();
     /// From now on readings of periods from this index on are not given out any more.
     void withdrawFrom(quint64 index);
@@ -51,6 +67,7 @@ public:
     /// Waits until every queued period has been evaluated. False when it was interrupted.
     bool finish(const std::function<bool()> &isInterrupted = {});
 
+    quint64 getRefusedCount() const; ///< periods of a device that its channel's evaluator did not take
     quint64 getPeriodCount() const;  ///< fed so far
     quint64 getPulseCount() const;   ///< fed so far
     quint64 getDroppedCount() const; ///< periods that could not be built

@@ -40,8 +40,9 @@ std::vector<Reading> ReadingCollector::takeUpTo(quint64 lastPeriod)
         std::move(m_arrived.begin(), m_arrived.end(), std::back_inserter(m_waiting));
         m_arrived.clear();
     }
-    const auto later = std::stable_partition(m_waiting.begin(), m_waiting.end(),
-                                             [lastPeriod](const Reading &r) { return r.period <= lastPeriod; });
+    const auto later = std::stable_partition(m_waiting.begin(), m_waiting.end(), [lastPeriod](const Reading &r) {
+        return r.channel < 0 || r.period <= lastPeriod;
+    });
     std::vector<Reading> taken(std::make_move_iterator(m_waiting.begin()), std::make_move_iterator(later));
     m_waiting.erase(m_waiting.begin(), later);
     std::sort(taken.begin(), taken.end(), [](const Reading &a, const Reading &b) {

@@ -25,10 +25,12 @@ public:
     ReadingCollector(const ReadingCollector &) = delete;
     ReadingCollector &operator=(const ReadingCollector &) = delete;
 
-    /// Results under this name of the store belong to the channel; others are left alone. Any thread.
+    /// Results under this name of the store belong to the channel, or to the device when that is -1; others are left
+    /// alone. Any thread.
     void addChannel(const QString &entryName, int channel);
 
-    /// Takes out, in order, the readings of all periods up to `lastPeriod`, which must be complete. One thread.
+    /// Takes out, in order, the readings of all periods up to `lastPeriod`, which must be complete, and those of the
+    /// device, which count scopes instead. One thread.
     std::vector<Reading> takeUpTo(quint64 lastPeriod);
 
 private:

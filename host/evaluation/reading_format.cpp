@@ -157,12 +157,15 @@ std::string tableHeader()
     return "    period  channel  processor  reading\n";
 }
 
+QString describeChannel(const Reading &reading)
+{
+    return reading.channel < 0 ? QStringLiteral("device") : QString::number(reading.channel);
+}
+
 std::string toTableLine(const Reading &reading)
 {
-    char head[80];
-    std::snprintf(head, sizeof head, "%10llu  %7d  ", static_cast<unsigned long long>(reading.period), reading.channel);
-    return head + reading.processor.leftJustified(9).toStdString() + "  " + describeRecord(reading).toStdString() +
-           '\n';
+    return QStringLiteral("%1  %2  ").arg(reading.period, 10).arg(describeChannel(reading), 7).toStdString() +
+           reading.processor.leftJustified(9).toStdString() + "  " + describeRecord(reading).toStdString() + '\n';
 }
 
 } // namespace NoxHost

@@ -15,6 +15,8 @@ std::string toJsonLine(const Reading &reading);
 std::string csvHeader();
 std::string toCsvLines(const Reading &reading);
 
+/// The channel's number; "device" for a device's processor.
+QString describeChannel(const Reading &reading);
 /// The record in a person's words, such as `103.2 pC`.
 QString describeRecord(const Reading &reading);
 std::string tableHeader();

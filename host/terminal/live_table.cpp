@@ -40,7 +40,7 @@ QStringList LiveTable::makeRows(const std::vector<Reading> &lastReadings) const
 
     std::vector<QStringList> cells{QStringList(QStringLiteral("channel")) + m_processors};
     for (const auto &[channel, readings] : byChannel) {
-        cells.push_back({QString::number(channel)});
+        cells.push_back({describeChannel(*readings.begin()->second)});
         for (const QString &processor : m_processors) {
             const auto reading = readings.find(processor);
             cells.back().append(reading == readings.end() ? QStringLiteral("-") : describeRecord(*reading->second));
