@@ -75,6 +75,16 @@ std::shared_ptr<PeriodV2> makePeriodEntry(const RawPeriod &period)
     return entry;
 }
 
+std::shared_ptr<const PeriodBlockV1> makePeriodBlock(const std::vector<RawPeriod> &periods)
+{
+    QVariantList entries;
+    for (const RawPeriod &period : periods)
+        entries.append(QVariant::fromValue(PeriodV2ConstPtr(makePeriodEntry(period))));
+    const auto block = std::make_shared<PeriodBlockV1>();
+    block->set(Keys::Periods, entries);
+    return block;
+}
+
 std::shared_ptr<const PeriodBlockV1> makePeriodBlock(const RawPeriod &period)
 {
     const auto block = std::make_shared<PeriodBlockV1>();

@@ -3,6 +3,7 @@
 #include "host/pulses/raw_period.h"
 
 #include <memory>
+#include <vector>
 
 namespace CommonNOX::Entries::Results::Space2D
 {
@@ -16,6 +17,9 @@ namespace NoxHost
 /// The entry of a period as a device hands it to the library, with the extremes of its raw amplitudes.
 std::shared_ptr<CommonNOX::Entries::Results::Space2D::PeriodV2> makePeriodEntry(const RawPeriod &period);
 
+/// A block of successive periods.
+std::shared_ptr<const CommonNOX::Entries::Results::Space2D::PeriodBlockV1>
+makePeriodBlock(const std::vector<RawPeriod> &periods);
 /// A block of the one period.
 std::shared_ptr<const CommonNOX::Entries::Results::Space2D::PeriodBlockV1> makePeriodBlock(const RawPeriod &period);
 

@@ -7,6 +7,8 @@
 #include <QString>
 #include <QVariant>
 
+#include <memory>
+
 namespace Shared::Communication::Connections
 {
 
@@ -54,3 +56,5 @@ signals:
 };
 
 } // namespace Shared::Communication::Connections
+
+Q_DECLARE_METATYPE(std::shared_ptr<Shared::Communication::Connections::Connection>)

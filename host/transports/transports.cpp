@@ -1,0 +1,18 @@
+#include "host/transports/transports.h"
+
+#include "host/transports/tcp_connection.h"
+
+#include <QUrl>
+
+namespace NoxHost
+{
+
+using CommonNOX::Connections::ConnectionManager;
+
+QMap<QString, ConnectionManager::ConnectionFactory> makeConnectionFactories()
+{
+    return {{QStringLiteral("tcp"),
+             [](const QVariant &connectData) { return std::make_shared<TcpConnection>(connectData.toUrl()); }}};
+}
+
+} // namespace NoxHost
