@@ -107,10 +107,10 @@ private:
                          [this](const QString &parameter, const QVariant &, const QString &reason) {
                              if (m_wishes.count(parameter) == 0)
                                  return;
+                             m_wishes.erase(parameter);
                              if (!reason.isEmpty())
                                  end(QStringLiteral("\"%1\" was not set: %2.").arg(parameter, reason));
-                             m_wishes.erase(parameter);
-                             if (m_wishes.empty())
+                             else if (m_wishes.empty() && m_error.isEmpty())
                                  start();
                          });
         const Wishes wishes = m_wishes;

@@ -179,11 +179,13 @@ void DeviceSession::onDeviceRequested(const QString &identification, const QStri
     m_secondsBefore = m_seconds;
     for (auto &channel : m_channels)
         channel.second.next.reset();
+    // Who is told may start on its own.
+    const bool wasRunning = m_isRunning;
     if (isNew)
         emit ready();
     else
         emit back();
-    if (m_isRunning)
+    if (wasRunning && isConnected())
         start();
 }
 

@@ -10,6 +10,31 @@
 namespace NoxHost
 {
 
+namespace
+{
+
+/// How long what was sent last, a stop say, may take to go out.
+constexpr int LingerMs = 1000;
+
+void retire(QTcpSocket *socket)
+{
+    socket->disconnect();
+    if (socket->state() == QAbstractSocket::ConnectedState) {
+        socket->flush();
+        socket->disconnectFromHost();
+    } else {
+        socket->abort();
+    }
+    if (socket->state() == QAbstractSocket::UnconnectedState) {
+        socket->deleteLater();
+        return;
+    }
+    QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+    QTimer::singleShot(LingerMs, socket, &QObject::deleteLater);
+}
+
+} // namespace
+
 struct TcpConnection::Private
 {
     enum class State { Ended, Connecting, Established, Draining };
@@ -157,13 +182,8 @@ void TcpConnection::end(Outcome outcome, const QVariant &reason)
     d->state = Private::State::Ended;
     d->timeout.stop();
     d->reason = reason;
-    if (QTcpSocket *socket = std::exchange(d->socket, nullptr)) {
-        socket->disconnect(this);
-        // What was sent last, a stop say, still goes out where the system takes it at once.
-        socket->flush();
-        socket->abort();
-        socket->deleteLater();
-    }
+    if (QTcpSocket *socket = std::exchange(d->socket, nullptr))
+        retire(socket);
     d->isOpen = false;
     release();
     if (outcome == Outcome::Closed)

@@ -49,22 +49,3 @@ QByteArray wire(const Values &...values)
     (stream << ... << values);
     return bytes;
 }
-
-/// The log lines while it lives.
-class LogCatcher
-{
-public:
-    LogCatcher() : m_previous(qInstallMessageHandler(&LogCatcher::add)) { lines.clear(); }
-    LogCatcher(const LogCatcher &) = delete;
-    LogCatcher &operator=(const LogCatcher &) = delete;
-    ~LogCatcher() { qInstallMessageHandler(m_previous); }
-
-    static inline QStringList lines;
-
-private:
-    static void add(QtMsgType, const QMessageLogContext &context, const QString &text)
-    {
-        lines += QLatin1String(context.category) + QLatin1String(": ") + text;
-    }
-    const QtMessageHandler m_previous;
-};

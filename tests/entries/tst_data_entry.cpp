@@ -2,6 +2,7 @@
 #include "entries/property_keys.h"
 #include "entries/wildcard.h"
 #include "record.h"
+#include "tests/support/log_catcher.h"
 
 #include <gtest/gtest.h>
 
@@ -134,7 +135,8 @@ TEST(DataEntry, SearchAndStreamFollowEntriesAndEndInARing)
     EXPECT_TRUE(FindSearchablePropertiesForDataEntry(DataEntryConstPtr()).isEmpty());
     const LogCatcher log;
     const QByteArray bytes = wire(*ring.entry);
-    EXPECT_EQ(LogCatcher::lines.size(), 2) << LogCatcher::lines.join(QLatin1Char('\n')).toStdString();
+    const QStringList lines = LogCatcher::take();
+    EXPECT_EQ(lines.size(), 2) << lines.join(QLatin1Char('\n')).toStdString();
     Record read(guid, {{"S", 0}, {"A", 0}});
     QDataStream stream(bytes);
     stream >> read;

@@ -3,6 +3,7 @@
 #include "entries/measurement/peak.h"
 #include "entries/property_keys.h"
 #include "record.h"
+#include "tests/support/log_catcher.h"
 
 #include <gtest/gtest.h>
 
@@ -62,9 +63,10 @@ TEST(Parser, LogsWhatItCannotTake)
     EXPECT_TRUE(cores->convertToRawData(nullptr).isEmpty());
     for (const QVariant &value : {QVariant(5), QVariant(), QVariant::fromValue(std::shared_ptr<CableCoreV1>())})
         EXPECT_TRUE(cores->convertToRawData(element(value)).isEmpty()) << value.typeName();
-    ASSERT_EQ(LogCatcher::lines.size(), 3);
-    EXPECT_EQ(LogCatcher::lines[0], QStringLiteral("CommonNOX: DataEntryParser::convertToRawData() failed to convert "
-                                                   "parsed data, received invalid data type=int"));
+    const QStringList lines = LogCatcher::take();
+    ASSERT_EQ(lines.size(), 3);
+    EXPECT_EQ(lines[0], QStringLiteral("CommonNOX: DataEntryParser::convertToRawData() failed to convert "
+                                       "parsed data, received invalid data type=int"));
 }
 
 TEST(Parser, BytesOfAnotherVersionGiveDefaults)
