@@ -22,42 +22,42 @@ bool readKinds(const QString &text, std::vector<DischargeKind> &kinds)
     return true;
 }
 
-bool readItem(const QString &key, const QString &value, SimulatorRequest &request, QString &error)
+} // namespace
+
+bool readSimulatorSetting(const QString &name, const QString &value, SimulatorRequest &request, QString &error)
 {
     SimulatedSignalSettings &settings = request.settings;
+    error.clear();
     bool isGood = true;
-    if (key == QLatin1String("channels"))
+    if (name == QLatin1String("channels"))
         settings.channels = value.toInt(&isGood);
-    else if (key == QLatin1String("seed"))
+    else if (name == QLatin1String("seed"))
         settings.seed = value.toULongLong(&isGood);
-    else if (key == QLatin1String("frequency"))
+    else if (name == QLatin1String("frequency"))
         settings.powerFrequency = value.toDouble(&isGood);
-    else if (key == QLatin1String("pulses"))
+    else if (name == QLatin1String("pulses"))
         settings.pulsesPerPeriod = value.toDouble(&isGood);
-    else if (key == QLatin1String("source"))
+    else if (name == QLatin1String("source"))
         isGood = readKinds(value, settings.kinds);
-    else if (key == QLatin1String("voltage-profile"))
+    else if (name == QLatin1String("voltage-profile"))
         return VoltageProfile::fromText(value, settings.profile, error);
-    else if (key == QLatin1String("speed"))
+    else if (name == QLatin1String("speed"))
         isGood =
             (request.speed = value.toDouble(&isGood), isGood && std::isfinite(request.speed) && request.speed >= 0);
     else
-        error = QStringLiteral("the simulator has no setting \"%1\".").arg(key);
+        error = QStringLiteral("the simulator has no setting \"%1\".").arg(name);
     if (!isGood)
-        error = QStringLiteral("\"%1\" is no value for the simulator's setting \"%2\".").arg(value, key);
+        error = QStringLiteral("\"%1\" is no value for the simulator's setting \"%2\".").arg(value, name);
     return error.isEmpty();
 }
-
-} // namespace
 
 bool readSimulatorUrl(const QUrl &url, SimulatorRequest &request, QString &error)
 {
     request = {};
-    request.settings.channels = 2;
     error.clear();
     const auto items = QUrlQuery(url).queryItems(QUrl::FullyDecoded);
     for (const auto &[key, value] : items) {
-        if (!readItem(key, value, request, error))
+        if (!readSimulatorSetting(key, value, request, error))
             return false;
     }
     error = request.settings.error();
