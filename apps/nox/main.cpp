@@ -16,6 +16,7 @@ using namespace Nox;
 constexpr Command Commands[] = {
     {"evaluate", "evaluate pulses from a file", &runEvaluate},
     {"measure", "measure from the simulated signal source", &runMeasure},
+    {"discover", "list instruments and other devices on the network", &runDiscover},
     {"entries", "list the catalogue of entry classes", &runEntries},
 };
 

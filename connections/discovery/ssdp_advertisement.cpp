@@ -35,7 +35,9 @@ bool isNamePart(const QString &text)
 QString serverText()
 {
     const QString application = QCoreApplication::applicationName();
-    return MakeSsdpProduct(QSysInfo::kernelType(), QSysInfo::kernelVersion(),
+    // Answers are kept short, and tell strangers no more of the system than its version.
+    const QString version = QSysInfo::kernelVersion().section(QLatin1Char('.'), 0, 1);
+    return MakeSsdpProduct(QSysInfo::kernelType(), version,
                            application.isEmpty() ? QStringLiteral("SsdpDeviceAnnouncer") : application,
                            application.isEmpty() ? QStringLiteral("1.0") : QCoreApplication::applicationVersion());
 }
@@ -46,12 +48,6 @@ void addPlace(SsdpMessage &message, int maximumAge, const QUrl &location)
     message.setHeader(Ssdp::Header::CacheControl, QStringLiteral("max-age = %1").arg(maximumAge));
     message.setHeader(Ssdp::Header::Location, QString::fromLatin1(location.toEncoded()));
     message.setHeader(Ssdp::Header::Server, serverText());
-}
-
-void addRun(SsdpMessage &message, const SsdpAdvertisement &advertisement)
-{
-    message.setHeader(Ssdp::Header::BootId, QString::number(advertisement.bootId));
-    message.setHeader(Ssdp::Header::ConfigId, QString::number(advertisement.configId));
 }
 
 } // namespace
@@ -91,7 +87,8 @@ SsdpMessage SsdpAdvertisement::makeNotification(const SsdpUniqueName &name, QLat
     message.setHeader(Ssdp::Header::Nt, name.target.toString());
     message.setHeader(Ssdp::Header::Nts, word);
     message.setHeader(Ssdp::Header::Usn, name.toString());
-    addRun(message, *this);
+    message.setHeader(Ssdp::Header::BootId, QString::number(bootId));
+    message.setHeader(Ssdp::Header::ConfigId, QString::number(configId));
     return message;
 }
 
@@ -136,7 +133,8 @@ QVector<SsdpMessage> SsdpAdvertisement::makeAnswers(const SsdpMessage &search, b
         const bool isAll = asked.getKind() == SsdpTarget::Kind::All;
         answer.setHeader(Ssdp::Header::St, (isAll ? name.target : asked).toString());
         answer.setHeader(Ssdp::Header::Usn, name.toString());
-        addRun(answer, *this);
+        // Without the optional CONFIGID: who forges the sender of a search multiplies its bytes by ours.
+        answer.setHeader(Ssdp::Header::BootId, QString::number(bootId));
         answers.append(answer);
     }
     return answers;

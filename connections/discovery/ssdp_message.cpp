@@ -98,7 +98,9 @@ QVector<RawHeader> takeHeaders(const QByteArray &datagram, int &position)
             continue;
         }
         const int colon = line.indexOf(':');
-        const QString name = QString::fromLatin1(line.left(std::max(colon, 0)).trimmed());
+        const QByteArray bytes = line.left(std::max(colon, 0)).trimmed();
+        // With the size told, as a text of bytes alone would end at a zero.
+        const QString name = QString::fromLatin1(bytes.constData(), bytes.size());
         if (isToken(name) && headers.size() < Ssdp::MaximumHeaderCount)
             headers.append({name, line.mid(colon + 1)});
     }
@@ -180,7 +182,7 @@ SsdpParseResult ParseSsdpDatagram(const QByteArray &datagram)
     const QVector<RawHeader> headers = takeHeaders(datagram, position);
     for (const RawHeader &header : headers) {
         if (message.getHeader(header.name).isNull())
-            message.setHeader(header.name, QString::fromUtf8(header.value));
+            message.setHeader(header.name, QString::fromUtf8(header.value.constData(), header.value.size()));
     }
     return {message, {}};
 }
