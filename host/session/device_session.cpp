@@ -252,7 +252,7 @@ void DeviceSession::onPeriodBlock(const PeriodBlock &block)
     m_nextIndex = std::max(m_nextIndex, index + block.periods.size());
 
     const auto cut = std::find_if_not(block.periods.begin(), block.periods.end(), [&](const RawPeriod &period) {
-        const bool isWanted = noteTime(period) && (!m_periodLimit || channel.delivered < *m_periodLimit);
+        const bool isWanted = (!m_periodLimit || channel.delivered < *m_periodLimit) && noteTime(period);
         channel.delivered += isWanted ? 1 : 0;
         return isWanted;
     });

@@ -1,5 +1,6 @@
 #include "host/transports/transports.h"
 
+#include "host/transports/simulator_connection.h"
 #include "host/transports/tcp_connection.h"
 
 #include <QUrl>
@@ -12,7 +13,9 @@ using CommonNOX::Connections::ConnectionManager;
 QMap<QString, ConnectionManager::ConnectionFactory> makeConnectionFactories()
 {
     return {{QStringLiteral("tcp"),
-             [](const QVariant &connectData) { return std::make_shared<TcpConnection>(connectData.toUrl()); }}};
+             [](const QVariant &connectData) { return std::make_shared<TcpConnection>(connectData.toUrl()); }},
+            {QStringLiteral("simulator"),
+             [](const QVariant &connectData) { return std::make_shared<SimulatorConnection>(connectData.toUrl()); }}};
 }
 
 } // namespace NoxHost
