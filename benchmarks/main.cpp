@@ -11,7 +11,8 @@ namespace
 std::vector<Bench::Pair> allPairs()
 {
     std::vector<Bench::Pair> all;
-    for (const auto &topic : {Bench::PeriodPairs(), Bench::StreamPairs(), Bench::EvaluationPairs()})
+    for (const auto &topic :
+         {Bench::PeriodPairs(), Bench::StreamPairs(), Bench::EvaluationPairs(), Bench::ProtocolPairs()})
         all.insert(all.end(), topic.begin(), topic.end());
     return all;
 }
@@ -22,8 +23,11 @@ std::vector<Bench::Pair> allPairs()
 /// of both sides, with Google Benchmark's own options behind it.
 int main(int argc, char **argv)
 {
-    if (argc < 2 || std::string(argv[1]) != "--absolute")
-        return Bench::PrintRatios(allPairs(), argc < 2 ? "" : argv[1]) ? 0 : 1;
+    if (argc < 2 || std::string(argv[1]) != "--absolute") {
+        const std::string filter = argc < 2 ? "" : argv[1];
+        const bool ratiosMet = Bench::PrintRatios(allPairs(), filter);
+        return Bench::PrintFigures(Bench::ProtocolFigures(), filter) && ratiosMet ? 0 : 1;
+    }
     Bench::RegisterAbsolute(allPairs());
     int count = argc - 1;
     argv[1] = argv[0];

@@ -73,24 +73,24 @@ bool isMet(const Limit &limit, double ratio)
     return true;
 }
 
-void printRow(const Pair &pair, const std::string &measured, const char *verdict)
+void printRow(const std::string &what, const Limit &limit, const std::string &measured, const char *verdict)
 {
-    std::printf("%s | %s | %s | %s\n", pair.what.c_str(), measured.c_str(), limitText(pair.limit).c_str(), verdict);
+    std::printf("%s | %s | %s | %s\n", what.c_str(), measured.c_str(), limitText(limit).c_str(), verdict);
     std::fflush(stdout);
 }
 
-bool printRatio(const Pair &pair)
+bool printMeasured(const std::string &what, const Limit &limit, const std::function<double()> &measure)
 {
-    std::fprintf(stderr, "measuring: %s\n", pair.what.c_str());
+    std::fprintf(stderr, "measuring: %s\n", what.c_str());
     try {
-        const double ratio = MeasureRatio(pair.make(), pair.limit);
-        const bool met = isMet(pair.limit, ratio);
+        const double measured = measure();
+        const bool met = isMet(limit, measured);
         char text[32];
-        std::snprintf(text, sizeof text, "%.3g", ratio);
-        printRow(pair, text, pair.limit.kind == Limit::Kind::None ? "-" : met ? "ok" : "MISSED");
+        std::snprintf(text, sizeof text, "%.3g", measured);
+        printRow(what, limit, text, limit.kind == Limit::Kind::None ? "-" : met ? "ok" : "MISSED");
         return met;
     } catch (const std::runtime_error &error) {
-        printRow(pair, error.what(), "MISSED");
+        printRow(what, limit, error.what(), "MISSED");
         return false;
     }
 }
@@ -124,7 +124,17 @@ bool PrintRatios(const std::vector<Pair> &pairs, const std::string &filter)
     bool met = true;
     for (const Pair &pair : pairs) {
         if (pair.what.find(filter) != std::string::npos)
-            met = printRatio(pair) && met;
+            met = printMeasured(pair.what, pair.limit, [&] { return MeasureRatio(pair.make(), pair.limit); }) && met;
+    }
+    return met;
+}
+
+bool PrintFigures(const std::vector<Figure> &figures, const std::string &filter)
+{
+    bool met = true;
+    for (const Figure &figure : figures) {
+        if (figure.what.find(filter) != std::string::npos)
+            met = printMeasured(figure.what, {Limit::Kind::TimeAtMost, figure.atMost}, figure.measure) && met;
     }
     return met;
 }

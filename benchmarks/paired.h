@@ -52,8 +52,21 @@ bool PrintRatios(const std::vector<Pair> &pairs, const std::string &filter);
 /// Makes every subject and every peer a Google Benchmark, for times instead of ratios.
 void RegisterAbsolute(const std::vector<Pair> &pairs);
 
+/// What is no ratio: a figure with its own limit.
+struct Figure
+{
+    std::string what; ///< with the unit
+    double atMost = 0.0;
+    std::function<double()> measure;
+};
+
+/// The same for figures.
+bool PrintFigures(const std::vector<Figure> &figures, const std::string &filter);
+
 std::vector<Pair> PeriodPairs();
 std::vector<Pair> StreamPairs();
 std::vector<Pair> EvaluationPairs();
+std::vector<Pair> ProtocolPairs();
+std::vector<Figure> ProtocolFigures();
 
 } // namespace Bench
