@@ -85,11 +85,12 @@ struct RawHeader
     QByteArray value;
 };
 
-QVector<RawHeader> takeHeaders(const QByteArray &datagram, int &position)
+QVector<RawHeader> takeHeaders(const QByteArray &lines)
 {
     QVector<RawHeader> headers;
-    while (position < datagram.size()) {
-        const QByteArray line = takeLine(datagram, position);
+    int position = 0;
+    while (position < lines.size()) {
+        const QByteArray line = takeLine(lines, position);
         if (line.isEmpty())
             break;
         if (line.startsWith(' ') || line.startsWith('\t')) {
@@ -98,9 +99,7 @@ QVector<RawHeader> takeHeaders(const QByteArray &datagram, int &position)
             continue;
         }
         const int colon = line.indexOf(':');
-        const QByteArray bytes = line.left(std::max(colon, 0)).trimmed();
-        // With the size told, as a text of bytes alone would end at a zero.
-        const QString name = QString::fromLatin1(bytes.constData(), bytes.size());
+        const QString name = QString::fromLatin1(line.left(std::max(colon, 0)).trimmed());
         if (isToken(name) && headers.size() < Ssdp::MaximumHeaderCount)
             headers.append({name, line.mid(colon + 1)});
     }
@@ -179,10 +178,12 @@ SsdpParseResult ParseSsdpDatagram(const QByteArray &datagram)
     if (kind == std::end(Kinds))
         return {{}, QStringLiteral("an unknown first line")};
     SsdpMessage message(*kind);
-    const QVector<RawHeader> headers = takeHeaders(datagram, position);
+    // Zeros would end a text of bytes early, hiding what follows them; no header may hold one.
+    const QByteArray rest = datagram.mid(position).replace('\0', QByteArray());
+    const QVector<RawHeader> headers = takeHeaders(rest);
     for (const RawHeader &header : headers) {
         if (message.getHeader(header.name).isNull())
-            message.setHeader(header.name, QString::fromUtf8(header.value.constData(), header.value.size()));
+            message.setHeader(header.name, QString::fromUtf8(header.value));
     }
     return {message, {}};
 }
