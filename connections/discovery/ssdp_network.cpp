@@ -64,6 +64,7 @@ struct SsdpNetwork::Private
     QVector<SsdpInterface> failed; // told already
     SocketPtr group;
     bool isGroupFailing = false;
+    bool isGarbageNoted = false; // once a refresh, however much of it comes
 };
 
 SocketPtr SsdpNetwork::Private::makeSocket()
@@ -159,8 +160,10 @@ void SsdpNetwork::Private::handle(const QByteArray &bytes, const QHostAddress &s
         return;
     const SsdpParseResult result = ParseSsdpDatagram(bytes);
     if (result.message.getKind() == SsdpMessage::Kind::None) {
-        qCDebug(libraryLog, "Datagram from %s dropped: %s", qUtf8Printable(sender.toString()),
-                qUtf8Printable(result.error));
+        if (!isGarbageNoted)
+            qCInfo(libraryLog, "Discovery drops a datagram from %s: %s", qUtf8Printable(sender.toString()),
+                   qUtf8Printable(result.error));
+        isGarbageNoted = true;
         return;
     }
     emit owner.messageReceived(result.message, {sender, quint16(port), destination.isMulticast(), *interface});
@@ -187,6 +190,7 @@ QVector<SsdpInterface> SsdpNetwork::refresh()
     }
     d->outlets.erase(std::remove_if(d->outlets.begin(), d->outlets.end(), isGone), d->outlets.end());
     d->interfaces = getInterfaces();
+    d->isGarbageNoted = false;
     if (!d->group && !present.isEmpty())
         d->openGroup();
 

@@ -48,7 +48,7 @@ TEST(SsdpMessage, HeadersAreReadLeniently)
          {Row{"usn:uuid:a\r\n", "USN", "uuid:a"}, Row{"UsN \t:  uuid:a \t\r\n", "usn", "uuid:a"},
           Row{"USN: first\r\nusn: second\r\n", "USN", "first"}, Row{"EXT:\r\n", "EXT", ""},
           Row{"EXT\r\n", "EXT", nullptr}, Row{": nameless\r\nUSN: a\r\n", "USN", "a"},
-          Row{"U S N: a\r\n", "U S N", nullptr}, Row{QByteArray("US\0N: a\r\n", 9), "US", nullptr},
+          Row{"U S N: a\r\n", "U S N", nullptr}, Row{QByteArray("US\0N: a\r\n", 9), "USN", "a"},
           Row{"X: one\r\n  two\r\n\tthree\r\n", "X", "one two three"}, Row{" folded first\r\nX: a\n", "X", "a"},
           Row{"X: a\n\r\nUSN: body\r\n", "USN", nullptr}, Row{"X: a\rUSN: b\r\n", "X", "aUSN: b"},
           Row{QByteArray("X: a\0\x1b[2J\x7f\tb\r\n", 13), "X", "a[2Jb"},
