@@ -75,12 +75,11 @@ QByteArray InstrumentRun::step(qint64 unsentBytes)
         return bytes;
     }
     m_isDropping = m_isDropping || unsentBytes > limit;
-    if (m_parameters.channel(m_nextChannel).isEnabled) {
-        if (m_isDropping)
-            noteDropped(m_nextChannel, bytes);
-        else
-            bytes = makeBlock(m_nextChannel);
-    }
+    const bool isEnabled = m_parameters.channel(m_nextChannel).isEnabled;
+    if (!m_isDropping)
+        bytes = takeReport(m_nextChannel) + (isEnabled ? makeBlock(m_nextChannel) : QByteArray());
+    else if (isEnabled)
+        noteDropped(m_nextChannel, bytes);
     if (++m_nextChannel == m_settings.signal.channels) {
         m_nextChannel = -1;
         ++m_index;
@@ -104,7 +103,7 @@ QByteArray InstrumentRun::makeScope() const
     return writeVoltageScope(scope);
 }
 
-QByteArray InstrumentRun::makeBlock(int channel)
+QByteArray InstrumentRun::makeBlock(int channel) const
 {
     std::optional<RawPeriod> period = m_source.period(channel, m_index);
     if (!period)
@@ -112,7 +111,7 @@ QByteArray InstrumentRun::makeBlock(int channel)
     const InstrumentParameters::Channel &parameters = m_parameters.channel(channel);
     period->pdCalibration = parameters.pdCalibration;
     amplify(*period, parameters.gain);
-    return takeReport(channel) + writePeriodBlock(*period);
+    return writePeriodBlock(*period);
 }
 
 void InstrumentRun::noteDropped(int channel, QByteArray &reports)

@@ -38,7 +38,7 @@ public:
 
 private:
     QByteArray makeScope() const;
-    QByteArray makeBlock(int channel);
+    QByteArray makeBlock(int channel) const;
     void noteDropped(int channel, QByteArray &reports);
     QByteArray takeReport(int channel);
 

@@ -81,6 +81,11 @@ InstrumentSession::InstrumentSession(QTcpSocket *socket, InstrumentState &shared
     watch();
 }
 
+qint64 InstrumentSession::unsentBytes() const
+{
+    return m_queue.size() + m_socket->bytesToWrite();
+}
+
 void InstrumentSession::end()
 {
     if (m_hasEnded)
@@ -267,11 +272,6 @@ void InstrumentSession::sendQueued()
     }
     if (m_run.isRunning() && !m_work.isActive() && m_shared.settings.speed == 0.0)
         m_work.start(0);
-}
-
-qint64 InstrumentSession::unsentBytes() const
-{
-    return m_queue.size() + m_socket->bytesToWrite();
 }
 
 } // namespace NoxHost

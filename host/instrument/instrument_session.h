@@ -33,6 +33,8 @@ public:
     /// Takes over the connected @p socket and sends the announcement. @p shared must outlive the session.
     InstrumentSession(QTcpSocket *socket, InstrumentState &shared, QObject *parent);
 
+    /// Bytes that wait for the host to read.
+    qint64 unsentBytes() const;
     /// Tells the host of a parameter that another host changed.
     void tellParameter(const QString &name, const QJsonValue &value);
     /// Closes the connection, frees socket and buffers at once, and emits ended(). Does nothing the second time.
@@ -56,7 +58,6 @@ private:
     void watch();
     void send(const QByteArray &bytes);
     void sendQueued();
-    qint64 unsentBytes() const;
     void fail(const QString &reason);
     void close();
 

@@ -64,6 +64,14 @@ QUrl SimulatedInstrument::url() const
     return url;
 }
 
+qint64 SimulatedInstrument::mostUnsentBytes() const
+{
+    qint64 most = 0;
+    for (const InstrumentSession *session : m_sessions)
+        most = std::max(most, session->unsentBytes());
+    return most;
+}
+
 void SimulatedInstrument::stop()
 {
     m_server.close();

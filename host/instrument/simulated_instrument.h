@@ -31,6 +31,8 @@ public:
     /// Where hosts connect, such as `tcp://127.0.0.1:6027`; empty while it does not listen.
     QUrl url() const;
     int hostCount() const { return int(m_sessions.size()); }
+    /// Bytes that wait for the host that is furthest behind.
+    qint64 mostUnsentBytes() const;
     /// Closes every connection and no longer listens. It may listen again.
     void stop();
 
