@@ -17,6 +17,7 @@
 #include "platform/visitors.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <deque>
 #include <map>
@@ -35,7 +36,13 @@ using CommonNOX::Tasks::SingleChannelProcessorSet;
 namespace
 {
 
-const QString DeviceName = QStringLiteral("session");
+/// Of its own for each session: sessions of one process share the data store.
+QString makeDeviceName()
+{
+    static std::atomic<unsigned> count = 0;
+    return QStringLiteral("session%1").arg(++count);
+}
+
 constexpr std::chrono::microseconds Pause(200);
 /// What a period takes besides its pulses: two entries, the period, its places in queues.
 constexpr qint64 BytesOfPeriod = 6 * 1024;
@@ -55,10 +62,11 @@ struct EvaluationSession::Private
     /// One channel's evaluator and what it has been fed but is not done with.
     struct Channel
     {
-        Channel(const std::shared_ptr<Utilities::ConfigurationTree> &tree, const QString &path, int index)
+        Channel(const std::shared_ptr<Utilities::ConfigurationTree> &tree, const QString &device, const QString &path,
+                int index)
             : context(Shared::GuiContexts::MakeReader(path, tree)),
-              processors(CommonNOX::Tasks::MakeSingleChannelProcessorSet(
-                  Shared::GuiContexts::MakeReader(DeviceName, tree), context, DeviceName, unsigned(index)))
+              processors(CommonNOX::Tasks::MakeSingleChannelProcessorSet(Shared::GuiContexts::MakeReader(device, tree),
+                                                                         context, device, unsigned(index)))
         {
             evaluator.setObjectName(QStringLiteral("channel %1").arg(index));
         }
@@ -77,9 +85,9 @@ struct EvaluationSession::Private
         auto &channel = channels[index];
         if (channel)
             return *channel;
-        const QString path = tree->joinPath({DeviceName, QStringLiteral("channels"), QString::number(index)});
-        channel = std::make_unique<Channel>(tree, path, index);
-        collector.addChannel(CommonNOX::GetDataEntryNameForDeviceChannel(DeviceName, QString::number(index)), index);
+        const QString path = tree->joinPath({deviceName, QStringLiteral("channels"), QString::number(index)});
+        channel = std::make_unique<Channel>(tree, deviceName, path, index);
+        collector.addChannel(CommonNOX::GetDataEntryNameForDeviceChannel(deviceName, QString::number(index)), index);
         writeSettings(Utilities::GuiContextVisitor(channel->context));
         channel->processors.setNames(settings.evaluators);
         channel->evaluator.processorListChanged(channel->processors.getProcessors());
@@ -184,11 +192,11 @@ struct EvaluationSession::Private
     void makeDeviceEvaluator()
     {
         auto set =
-            CommonNOX::Tasks::MakeDeviceProcessorSet(Shared::GuiContexts::MakeReader(DeviceName, tree), DeviceName);
+            CommonNOX::Tasks::MakeDeviceProcessorSet(Shared::GuiContexts::MakeReader(deviceName, tree), deviceName);
         set.setNames(settings.evaluators);
         if (set.getProcessors().isEmpty())
             return;
-        collector.addChannel(CommonNOX::GetDataEntryNameForDevice(DeviceName), -1);
+        collector.addChannel(CommonNOX::GetDataEntryNameForDevice(deviceName), -1);
         deviceEvaluator = std::make_unique<DeviceEvaluator>();
         deviceEvaluator->processorListChanged(set.getProcessors());
         deviceEvaluator->enableEvaluation(true);
@@ -213,6 +221,7 @@ struct EvaluationSession::Private
     }
 
     const EvaluationSettings settings;
+    const QString deviceName = makeDeviceName();
     // Of this session alone: what a host measures besides must not mix with it.
     const std::shared_ptr<Utilities::ConfigurationTree> tree = std::make_shared<Utilities::ConfigurationTree>();
     ReadingCollector collector{Utilities::GetAppDataStore()};

@@ -66,6 +66,7 @@ void MessageStream::readOn()
     // A receiver may come back here from a message that it is handed.
     if (m_isReading)
         return;
+    const auto keep = shared_from_this();
     m_isReading = true;
     QElapsedTimer slice;
     slice.start();

@@ -21,8 +21,9 @@ namespace NoxHost
 /// The messages of a host's connection to an instrument: lines both ways, protocol errors, heartbeats and silence.
 ///
 /// It lives on the thread of the connection, from its establishing to its end, and passes from whoever finds the
-/// protocol's version out to the protocol, so that nothing is lost between the two.
-class MessageStream : public QObject
+/// protocol's version out to the protocol, so that nothing is lost between the two. It is owned by shared pointers
+/// alone: who is handed a message may let go of it.
+class MessageStream : public QObject, public std::enable_shared_from_this<MessageStream>
 {
     Q_OBJECT
 public:

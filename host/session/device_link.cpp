@@ -66,7 +66,16 @@ void DeviceLink::close()
         timer->stop();
     if (!m_id.isEmpty() && m_isUp)
         m_manager->disconnectFromDevice(m_id, QStringLiteral("closed by the host"));
-    m_detector.reset();
+    dropDetector();
+}
+
+/// Its signal may be what brought us here.
+void DeviceLink::dropDetector()
+{
+    if (!m_detector)
+        return;
+    m_detector->disconnect(this);
+    m_detector.release()->deleteLater();
 }
 
 void DeviceLink::giveUp(const QString &sentence)
@@ -134,9 +143,7 @@ void DeviceLink::onDown()
 {
     const auto connection = getConnection();
     const QString reason = connection ? connection->closeReason().toString() : QString();
-    // Its signal may be what brought us here.
-    if (m_detector)
-        m_detector.release()->deleteLater();
+    dropDetector();
     if (!m_wasAnnounced) {
         end(QStringLiteral("the connection to \"%1\" failed: %2.").arg(m_url.toString(), reason));
         return;

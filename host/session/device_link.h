@@ -62,6 +62,7 @@ private:
     void onEstablished();
     void onAnnounced(const QString &version);
     void onDown();
+    void dropDetector();
     void reconnect();
     void end(const QString &sentence);
 

@@ -307,7 +307,7 @@ bool DeviceSession::noteTime(const RawPeriod &period)
 
 bool DeviceSession::isLimitReached() const
 {
-    return m_isTimeOver || (m_periodLimit && hasAllPeriods());
+    return m_isTimeOver || (m_periodLimit && m_device && hasAllPeriods());
 }
 
 bool DeviceSession::hasAllPeriods() const

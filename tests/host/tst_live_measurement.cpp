@@ -114,14 +114,13 @@ TEST(LiveMeasurement, EndsInEveryOrderAtEveryMoment)
     QString error;
     application();
     ASSERT_TRUE(instrument.listen(error)) << error.toStdString();
-    const QUrl url = instrument.url();
     const auto measured = [](const Host &host) { return host.evaluation && host.evaluation->getPeriodCount() > 50; };
     for (const bool inProcess : {false, true}) {
         for (int order = 0; order < 6; ++order) {
+            SCOPED_TRACE(QStringLiteral("order %1 in the process %2").arg(order).arg(inProcess).toStdString());
             Host host;
-            host.device->open(inProcess ? QUrl(QStringLiteral("simulator:?speed=0")) : url);
-            if (order > 0)
-                ASSERT_TRUE(runUntil([&] { return measured(host); })) << host.ended.toStdString();
+            host.device->open(inProcess ? QUrl(QStringLiteral("simulator:?speed=0")) : instrument.url());
+            ASSERT_TRUE(order == 0 || runUntil([&] { return measured(host); }, 5000)) << host.ended.toStdString();
             switch (order) {
             case 1: // the connection first, what is under way is evaluated to its end
                 host.device->close();
@@ -184,7 +183,7 @@ TEST(LiveMeasurement, AThousandCutConnectionsLeaveNothingBehind)
     settle();
     EXPECT_EQ(host.device->getCounts().interruptions, 1199u);
     EXPECT_EQ(count("/proc/self/fd"), descriptors);
-    EXPECT_EQ(count("/proc/self/task"), threads);
+    EXPECT_LE(count("/proc/self/task"), threads);
     EXPECT_LT(double(mallinfo2().uordblks) - double(bytes), 1000 * 1024.0);
 }
 
