@@ -56,20 +56,22 @@ class Loopback(unittest.TestCase):
 
     def test_searches_are_answered_in_time_or_not_at_all(self):
         target = f"uuid:{self.uuid}"
-        seconds = []
+        latest = []
         for _ in range(3):
             askers = [ssdp.sender("127.0.0.1") for _ in range(10)]
             for asker in askers:
                 asker.sendto(ssdp.search(target), (ssdp.GROUP, ssdp.PORT))
-            answers = list(ssdp.receive(askers, 1.6))
+            answers = list(ssdp.receive(askers, 2))
             self.assertEqual({asker for asker, *_ in answers}, set(askers))
             self.assertEqual(len(answers), len(askers))
             self.assertTrue(all(ssdp.headers_of(datagram)["ST"] == target for _, datagram, _ in answers))
-            seconds += [when for *_, when in answers]
+            seconds = [when for *_, when in answers]
+            self.assertGreater(max(seconds) - min(seconds), 0.1, "spread over the time that was allowed")
+            latest.append(max(seconds))
             for asker in askers:
                 asker.close()
-        self.assertLess(max(seconds), 1.1)
-        self.assertGreater(max(seconds) - min(seconds), 0.3, "spread over the time that was allowed")
+        # A busy machine may delay one round, hardly all.
+        self.assertLess(min(latest), 1.1)
 
         asker = ssdp.sender("127.0.0.1")
         self.addCleanup(asker.close)
@@ -121,21 +123,22 @@ class OnTheWire(wire.WireTest):
         searcher = self.discover("--timeout", "4", "--json")
         everything = self.discover("--timeout", "4", "--json", "--all")
         datagrams = [ssdp.alive("good\x1b[2J", "10.77.0.1", SERVER="a/1 UPnP/1.1 \x1b]0;x\x07evil/1"),
-                     ssdp.alive("elsewhere", "10.77.0.9"), ssdp.alive("script", "", LOCATION="javascript:alert(1)"),
+                     ssdp.alive("tv", "10.77.0.1", USN="uuid:tv::urn:a:device:a:1"), ssdp.alive("elsewhere", "10.77.0.9"), ssdp.alive("script", "", LOCATION="javascript:alert(1)"),
                      ssdp.alive("brief", "10.77.0.1", CACHE_CONTROL="max-age=0"),
                      b"NOTIFY * HTTP/1.1\r\nUSN: " + b"x" * 20000 + b"\r\n\r\n", b"\xff" * 100, b""]
         end = time.monotonic() + 3
         while time.monotonic() < end:
-            for datagram in datagrams[:3] + datagrams[4:]:
+            for datagram in datagrams[:4] + datagrams[5:]:
                 self.send(datagram)
-        self.send(datagrams[3])
+        self.send(datagrams[4])
         uuids = []
         for process in (searcher, everything):
             text, _ = process.communicate(timeout=60)
             self.assertNotIn("\\u001b", text)
             self.assertNotIn("\x1b", text)
-            uuids.append({row["uuid"] for row in rows_of(text)} - {"brief"})
-        self.assertEqual(uuids, [{"good[2J"}, {"good[2J", "elsewhere"}])
+            uuids.append([row["uuid"] for row in rows_of(text) if row["uuid"] != "brief"])
+        # Instruments first.
+        self.assertEqual(uuids, [["good[2J", "tv"], ["good[2J", "elsewhere", "tv"]])
 
     def test_a_burst_of_names_neither_fills_memory_nor_hides_a_device(self):
         name = ssdp.new_uuid()
