@@ -7,7 +7,7 @@ import time
 import unittest
 
 import nox
-from instrument_host import Host, Instrument, peaks_of
+from instrument_host import BOUND, Host, Instrument, peaks_of
 
 FULL = ("--voltage-profile", "0:20")  # no rise at the start
 KINDS = {"simulated": lambda: Instrument.simulated(*FULL), "example": Instrument.example}
@@ -132,6 +132,49 @@ class Simulate(unittest.TestCase):
                 while (block := plain.receive("period_block"))["index"] < 2 or block["channel"]:
                     pass
                 self.assertAlmostEqual(amplified / max(abs(peak[0]) for peak in peaks_of(block["periods"][0])), 2.5, 2)
+
+    def test_cut_connections_leave_nothing(self):
+        with Instrument.simulated(*FULL, "--speed", 0, "--pulses", 1000) as instrument:
+            def storm(cycles):
+                for cycle in range(cycles):
+                    with Host(instrument.url) as host:
+                        host.receive()
+                        host.send(b'{"message":"start"}\n{"message":"request","parameter":"ch0/'[:cycle % 70])
+                deadline = time.monotonic() + BOUND
+                while (used := instrument.resources())[2] > idle[2] and time.monotonic() < deadline:
+                    time.sleep(0.01)
+                return used
+            with Host(instrument.url) as host:
+                host.receive()  # so that whatever it needs is loaded
+            idle = instrument.resources()
+            warm = storm(300)
+            used = storm(1000)
+            self.assertLess(used[0] - warm[0], 1000 * 1024)
+            self.assertEqual((used[1:], warm[1:]), (idle[1:], idle[1:]))
+
+    def test_a_host_that_reads_nothing_is_told_what_it_lost(self):
+        with Instrument.simulated(*FULL, "--speed", 100, "--pulses", 3000, "--source", "noise") as instrument:
+            with Host(instrument.url) as host:
+                host.receive()
+                idle, most = instrument.resources()[0], 0
+                host.send({"message": "start"})
+                for _ in range(15):
+                    time.sleep(1)  # longer than a silent host would be kept
+                    host.send({"message": "heartbeat"})
+                    most = max(most, instrument.resources()[0])
+                self.assertTrue(64 << 20 < most - idle < 80 << 20, (most - idle) / (1 << 20))
+                following, lost = [0, 0], [0, 0]
+                while not all(lost):
+                    message = host.receive("period_block", "overrun")
+                    channel = message["channel"]
+                    if message["message"] == "overrun":
+                        self.assertEqual(message["from"], following[channel])
+                        lost[channel] = message["to"] + 1 - message["from"]
+                        following[channel] = message["to"] + 1
+                    else:
+                        self.assertEqual(message["index"], following[channel])
+                        following[channel] += 1
+                self.assertGreater(min(lost), 1)
 
     def test_ends_cleanly_and_shows_hosts_when_asked(self):
         for number, option in ((signal.SIGINT, []), (signal.SIGTERM, ["--verbose"])):
