@@ -21,7 +21,11 @@ need() {
 }
 
 need_build() { need build-essential cmake ninja-build ccache qtbase5-dev libqt5svg5; }
-need_tests() { need libgtest-dev libgmock-dev python3 clang libclang-rt-14-dev clang-format; }
+need_tests() {
+  need libgtest-dev libgmock-dev python3 clang libclang-rt-14-dev clang-format
+  # Other stacks that discovery is tried with, in network namespaces.
+  need iproute2 gupnp-tools minissdpd libminiupnpc17 libupnp13 python3-gi gir1.2-gssdp-1.6
+}
 
 # build PRESET [TARGET...]: configures and builds, showing the log only when it fails.
 build() {

@@ -24,6 +24,7 @@ struct Command
 int runEvaluate(const QStringList &arguments);
 int runMeasure(const QStringList &arguments);
 int runSimulate(const QStringList &arguments);
+int runDiscover(const QStringList &arguments);
 int runEntries(const QStringList &arguments);
 
 /// One sentence on standard error, behind the program's name.

@@ -17,6 +17,7 @@ constexpr Command Commands[] = {
     {"evaluate", "evaluate pulses from a file", &runEvaluate},
     {"measure", "measure from the simulated signal source", &runMeasure},
     {"simulate", "be a simulated instrument on the network", &runSimulate},
+    {"discover", "list instruments and other devices on the network", &runDiscover},
     {"entries", "list the catalogue of entry classes", &runEntries},
 };
 
