@@ -1,10 +1,12 @@
 import base64
+import json
 import math
 import re
 import signal
 import socket
 import time
 import unittest
+from urllib.parse import urlsplit
 
 import nox
 from instrument_host import BOUND, Host, Instrument, peaks_of
@@ -185,13 +187,31 @@ class Simulate(unittest.TestCase):
                     status, rest, messages = instrument.end(number)
                 self.assertEqual((status, rest, "has come" in messages), (0, "", bool(option)), messages)
 
+    def test_is_found_and_says_good_bye(self):
+        words = ("discover", "--interface", "lo", "--timeout", 2, "--json")
+        def found():
+            rows = [json.loads(line) for line in nox.run(*words).stdout.splitlines()]
+            return [row for row in rows if row["instrument"] and urlsplit(row["url"]).port == port]
+        uuids = []
+        for _ in range(2):
+            with Instrument.simulated("--announce", "--seed", 12345) as instrument:
+                port = urlsplit(instrument.url).port
+                [row] = found()
+                with Host(row["url"]) as host:
+                    self.assertEqual(host.receive()["serial_number"], "S12345")
+                uuids.append(row["uuid"])
+                self.assertEqual(instrument.end(signal.SIGTERM)[0], 0)
+                self.assertEqual(found(), [])
+        self.assertEqual(*uuids)
+
     def test_wrong_words(self):
         with socket.create_server(("127.0.0.1", 0)) as taken:
             table = [(["--listen", "127.0.0.1:%d" % taken.getsockname()[1]], 1), (["--listen", "192.0.2.1:0"], 1),
                      (["--listen", "6027"], 2), (["--listen", "127.0.0.1:65536"], 2), (["--listen", "::1:5"], 2),
                      (["--listen", ""], 2), (["--channels", "0"], 2), (["--channels", "1025"], 2), (["--seed", "-1"], 2),
                      (["--pulses", "nan"], 2), (["--speed", "-1"], 2), (["--source", "void,,noise"], 2),
-                     (["--voltage-profile", "0"], 2), (["--frequency", "0"], 2), (["word"], 2)]
+                     (["--voltage-profile", "0"], 2), (["--frequency", "0"], 2), (["word"], 2),
+                     (["--listen", "[::]:0", "--announce"], 2)]
             for arguments, status in table:
                 with self.subTest(arguments=arguments):
                     result = nox.run("simulate", *arguments)
