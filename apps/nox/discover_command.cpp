@@ -4,6 +4,7 @@
 #include "host/discovery/discovered_device.h"
 #include "host/terminal/interruption.h"
 #include "host/terminal/output.h"
+#include "host/transports/transports.h"
 
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -166,6 +167,7 @@ int runDiscover(const QStringList &arguments)
         return Failed;
     }
 
+    SetConnectableSchemes(NoxHost::networkSchemes());
     SsdpDeviceDiscovery discovery(settings);
     discovery.start();
     const bool hasInterfaces = discovery.hasInterfaces();

@@ -1,4 +1,6 @@
 #include "apps/nox/command.h"
+#include "connections/discovery/upnp_ssdp_service_announcer.h"
+#include "host/discovery/discovered_device.h"
 #include "host/instrument/listen_address.h"
 #include "host/instrument/simulated_instrument.h"
 #include "host/simulated/simulator_url.h"
@@ -7,6 +9,8 @@
 
 #include <QCoreApplication>
 #include <QTimer>
+
+#include <memory>
 
 namespace Nox
 {
@@ -29,6 +33,8 @@ void addOptions(QCommandLineParser &parser)
     add("seed", "The same seed gives the same bytes. Default 1.", "number");
     add("source", "void, surface, corona or noise; several separated by commas.", "kind");
     add("voltage-profile", "The test voltage over time, SECONDS:KILOVOLTS,...", "points");
+    parser.addOption({QStringLiteral("announce"),
+                      QStringLiteral("Announce it on the local network; listens on 0.0.0.0:6027 by default then.")});
     add("speed", "Measuring time over real time; 0 as fast as hosts take it. Default 1.", "factor");
 }
 
@@ -37,9 +43,14 @@ NoxHost::InstrumentSettings readSettings(CommandLine &line)
 {
     NoxHost::InstrumentSettings settings;
     const QCommandLineParser &parser = line.parser();
+    const bool isAnnounced = parser.isSet(QStringLiteral("announce"));
+    if (isAnnounced)
+        settings.address = QHostAddress(QHostAddress::AnyIPv4);
     const QString listen = parser.value(QStringLiteral("listen"));
     if (parser.isSet(QStringLiteral("listen")) && !NoxHost::readListenAddress(listen, settings.address, settings.port))
         line.complain(QStringLiteral("--listen: \"%1\" is not ADDRESS:PORT.").arg(listen));
+    if (isAnnounced && settings.address == QHostAddress(QHostAddress::AnyIPv6))
+        line.complain(QStringLiteral("--announce tells IPv4 addresses, on which [::] does not listen."));
 
     NoxHost::SimulatorRequest request;
     for (const char *name : {"channels", "frequency", "pulses", "seed", "source", "voltage-profile", "speed"}) {
@@ -53,6 +64,16 @@ NoxHost::InstrumentSettings readSettings(CommandLine &line)
     settings.speed = request.speed;
     settings.softwareVersion = QStringLiteral(NOX_VERSION);
     return settings;
+}
+
+/// Tells of the instrument wherever its URL is good, programs on this machine included.
+std::unique_ptr<CommonNOX::Connections::UpnpSsdpServiceAnnouncer>
+makeAnnouncer(const NoxHost::SimulatedInstrument &instrument)
+{
+    using namespace NoxHost::InstrumentNames;
+    return std::make_unique<CommonNOX::Connections::UpnpSsdpServiceAnnouncer>(
+        instrument.settings().uuid().toString(QUuid::WithoutBraces), QString::fromLatin1(Domain),
+        QString::fromLatin1(DeviceType), QStringList{QString::fromLatin1(Service)}, instrument.url(), true);
 }
 
 } // namespace
@@ -76,6 +97,9 @@ int runSimulate(const QStringList &arguments)
         printMessage(error);
         return Failed;
     }
+    const auto announcer = line.parser().isSet(QStringLiteral("announce")) ? makeAnnouncer(instrument) : nullptr;
+    if (announcer && !announcer->start())
+        return Failed;
     NoxHost::Output output(stdout);
     output.write(instrument.url().toString().toStdString() + '\n');
     output.flush();

@@ -18,7 +18,7 @@ namespace
 
 using namespace std::chrono_literals;
 
-constexpr auto SliceDuration = 4ms;
+constexpr auto SliceDuration = 2ms;
 /// What a socket is given ahead: enough to keep the system busy, little enough to count for nothing in memory.
 constexpr qint64 SocketBytes = 256 * 1024;
 constexpr qint64 ReadBytes = 64 * 1024;

@@ -4,6 +4,7 @@
 #include "host/simulated/simulated_signal_source.h"
 
 #include <QHostAddress>
+#include <QUuid>
 
 namespace NoxHost
 {
@@ -37,6 +38,12 @@ struct InstrumentSettings
     QString serialNumber() const
     {
         return QStringLiteral("S") + QString::number(signal.seed).rightJustified(4, QLatin1Char('0'));
+    }
+    /// The name on the network, which follows from identification and serial number.
+    QUuid uuid() const
+    {
+        const QUuid family(QStringLiteral("{0e5f2d0c-6a5b-4f5e-9d2f-2f3f6b1f7c11}"));
+        return QUuid::createUuidV5(family, identification + QLatin1Char('/') + serialNumber());
     }
 };
 

@@ -18,4 +18,9 @@ QMap<QString, ConnectionManager::ConnectionFactory> makeConnectionFactories()
              [](const QVariant &connectData) { return std::make_shared<SimulatorConnection>(connectData.toUrl()); }}};
 }
 
+QStringList networkSchemes()
+{
+    return {QStringLiteral("tcp")};
+}
+
 } // namespace NoxHost

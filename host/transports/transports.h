@@ -9,4 +9,7 @@ namespace NoxHost
 /// process.
 QMap<QString, CommonNOX::Connections::ConnectionManager::ConnectionFactory> makeConnectionFactories();
 
+/// Those of them that lead over the network: what a device that is found there may name as its own.
+QStringList networkSchemes();
+
 } // namespace NoxHost

@@ -5,6 +5,8 @@ import socket
 import struct
 import subprocess
 import sys
+import tempfile
+from pathlib import Path
 from urllib.parse import urlsplit
 
 import nox
@@ -16,8 +18,9 @@ class Instrument:
     """An instrument in a process of its own, listening where its first line says."""
 
     def __init__(self, *command):
+        self.messages = tempfile.TemporaryFile()  # a pipe that nobody reads would stop the instrument
         self.process = subprocess.Popen([*map(str, command)], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                        stderr=subprocess.PIPE)
+                                        stderr=self.messages)
         self.url = self.process.stdout.readline().decode().strip()
 
     @classmethod
@@ -28,10 +31,17 @@ class Instrument:
     def example(cls):
         return cls(sys.executable, nox.ROOT / "docs" / "examples" / "instrument.py", 0)
 
+    def resources(self):
+        """(resident bytes, threads, descriptors)"""
+        root = Path("/proc", str(self.process.pid))
+        status = dict(line.split(":", 1) for line in (root / "status").read_text().splitlines())
+        return int(status["VmRSS"].split()[0]) * 1024, int(status["Threads"]), len(list((root / "fd").iterdir()))
+
     def end(self, number):
         self.process.send_signal(number)
-        rest, messages = self.process.communicate(timeout=BOUND)
-        return self.process.returncode, rest.decode(), messages.decode()
+        rest, _ = self.process.communicate(timeout=BOUND)
+        self.messages.seek(0)
+        return self.process.returncode, rest.decode(), self.messages.read().decode()
 
     def __enter__(self):
         return self
@@ -39,6 +49,7 @@ class Instrument:
     def __exit__(self, *_):
         self.process.kill()
         self.process.communicate()
+        self.messages.close()
 
 
 class Host:

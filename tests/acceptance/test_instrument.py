@@ -1,13 +1,15 @@
 import base64
+import json
 import math
 import re
 import signal
 import socket
 import time
 import unittest
+from urllib.parse import urlsplit
 
 import nox
-from instrument_host import Host, Instrument, peaks_of
+from instrument_host import BOUND, Host, Instrument, peaks_of
 
 FULL = ("--voltage-profile", "0:20")  # no rise at the start
 KINDS = {"simulated": lambda: Instrument.simulated(*FULL), "example": Instrument.example}
@@ -133,6 +135,49 @@ class Simulate(unittest.TestCase):
                     pass
                 self.assertAlmostEqual(amplified / max(abs(peak[0]) for peak in peaks_of(block["periods"][0])), 2.5, 2)
 
+    def test_cut_connections_leave_nothing(self):
+        with Instrument.simulated(*FULL, "--speed", 0, "--pulses", 1000) as instrument:
+            def storm(cycles):
+                for cycle in range(cycles):
+                    with Host(instrument.url) as host:
+                        host.receive()
+                        host.send(b'{"message":"start"}\n{"message":"request","parameter":"ch0/'[:cycle % 70])
+                deadline = time.monotonic() + BOUND
+                while (used := instrument.resources())[2] > idle[2] and time.monotonic() < deadline:
+                    time.sleep(0.01)
+                return used
+            with Host(instrument.url) as host:
+                host.receive()  # so that whatever it needs is loaded
+            idle = instrument.resources()
+            warm = storm(300)
+            used = storm(1000)
+            self.assertLess(used[0] - warm[0], 1000 * 1024)
+            self.assertEqual((used[1:], warm[1:]), (idle[1:], idle[1:]))
+
+    def test_a_host_that_reads_nothing_is_told_what_it_lost(self):
+        with Instrument.simulated(*FULL, "--speed", 100, "--pulses", 3000, "--source", "noise") as instrument:
+            with Host(instrument.url) as host:
+                host.receive()
+                idle, most = instrument.resources()[0], 0
+                host.send({"message": "start"})
+                for _ in range(15):
+                    time.sleep(1)  # longer than a silent host would be kept
+                    host.send({"message": "heartbeat"})
+                    most = max(most, instrument.resources()[0])
+                self.assertTrue(64 << 20 < most - idle < 80 << 20, (most - idle) / (1 << 20))
+                following, lost = [0, 0], [0, 0]
+                while not all(lost):
+                    message = host.receive("period_block", "overrun")
+                    channel = message["channel"]
+                    if message["message"] == "overrun":
+                        self.assertEqual(message["from"], following[channel])
+                        lost[channel] = message["to"] + 1 - message["from"]
+                        following[channel] = message["to"] + 1
+                    else:
+                        self.assertEqual(message["index"], following[channel])
+                        following[channel] += 1
+                self.assertGreater(min(lost), 1)
+
     def test_ends_cleanly_and_shows_hosts_when_asked(self):
         for number, option in ((signal.SIGINT, []), (signal.SIGTERM, ["--verbose"])):
             with self.subTest(signal=number), Instrument.simulated(*option) as instrument:
@@ -142,13 +187,31 @@ class Simulate(unittest.TestCase):
                     status, rest, messages = instrument.end(number)
                 self.assertEqual((status, rest, "has come" in messages), (0, "", bool(option)), messages)
 
+    def test_is_found_and_says_good_bye(self):
+        words = ("discover", "--interface", "lo", "--timeout", 2, "--json")
+        def found():
+            rows = [json.loads(line) for line in nox.run(*words).stdout.splitlines()]
+            return [row for row in rows if row["instrument"] and urlsplit(row["url"]).port == port]
+        uuids = []
+        for _ in range(2):
+            with Instrument.simulated("--announce", "--seed", 12345) as instrument:
+                port = urlsplit(instrument.url).port
+                [row] = found()
+                with Host(row["url"]) as host:
+                    self.assertEqual(host.receive()["serial_number"], "S12345")
+                uuids.append(row["uuid"])
+                self.assertEqual(instrument.end(signal.SIGTERM)[0], 0)
+                self.assertEqual(found(), [])
+        self.assertEqual(*uuids)
+
     def test_wrong_words(self):
         with socket.create_server(("127.0.0.1", 0)) as taken:
             table = [(["--listen", "127.0.0.1:%d" % taken.getsockname()[1]], 1), (["--listen", "192.0.2.1:0"], 1),
                      (["--listen", "6027"], 2), (["--listen", "127.0.0.1:65536"], 2), (["--listen", "::1:5"], 2),
                      (["--listen", ""], 2), (["--channels", "0"], 2), (["--channels", "1025"], 2), (["--seed", "-1"], 2),
                      (["--pulses", "nan"], 2), (["--speed", "-1"], 2), (["--source", "void,,noise"], 2),
-                     (["--voltage-profile", "0"], 2), (["--frequency", "0"], 2), (["word"], 2)]
+                     (["--voltage-profile", "0"], 2), (["--frequency", "0"], 2), (["word"], 2),
+                     (["--listen", "[::]:0", "--announce"], 2)]
             for arguments, status in table:
                 with self.subTest(arguments=arguments):
                     result = nox.run("simulate", *arguments)
