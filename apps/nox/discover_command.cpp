@@ -1,6 +1,7 @@
 #include "apps/nox/command.h"
 #include "connections/discovery/ssdp_device_discovery.h"
 #include "connections/discovery/ssdp_interface.h"
+#include "connections/discovery/ssdp_location.h"
 #include "host/discovery/discovered_device.h"
 #include "host/terminal/interruption.h"
 #include "host/terminal/output.h"

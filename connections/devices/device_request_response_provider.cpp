@@ -7,7 +7,7 @@
 #include <QThread>
 
 #include <map>
-#include <optional>
+#include <set>
 
 namespace CommonNOX::Devices
 {
@@ -27,6 +27,7 @@ struct DeviceRequestResponseProvider::Private
     std::map<QString, QString> converters;
     std::map<QString, QVariant> sent;      // the value of the request under way
     std::map<QString, QVariant> confirmed; // what the device took of our requests
+    std::set<QString> waiting;             // written in other threads, to be handed on
     bool isInitialized = false;
     Protocols::ProtocolMessageBuilder requestBuilder;
     Protocols::ProtocolMessageBuilder responseBuilder;
@@ -155,11 +156,26 @@ void DeviceRequestResponseProvider::onNewParameterRequestReceived(const QString 
 {
     setRequestForParameter(parameter, value);
     // All is handed on in one thread, so that an answer and a newer value cannot miss each other.
-    if (QThread::currentThread() == thread())
+    if (QThread::currentThread() == thread()) {
         forward(parameter);
-    else
-        QMetaObject::invokeMethod(
-            this, [this, parameter] { forward(parameter); }, Qt::QueuedConnection);
+        return;
+    }
+    {
+        const ScopedLock lock(*this);
+        d->waiting.insert(parameter);
+    }
+    QMetaObject::invokeMethod(this, "forwardWaiting", Qt::QueuedConnection);
+}
+
+void DeviceRequestResponseProvider::forwardWaiting()
+{
+    std::set<QString> waiting;
+    {
+        const ScopedLock lock(*this);
+        waiting.swap(d->waiting);
+    }
+    for (const QString &parameter : waiting)
+        forward(parameter);
 }
 
 void DeviceRequestResponseProvider::forward(const QString &parameter)

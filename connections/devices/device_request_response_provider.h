@@ -94,6 +94,7 @@ signals:
 private slots:
     void onNewParameterRequestReceived(const QString &parameter, const QVariant &value);
     void onConnectionStatusChanged(const QString &status);
+    void forwardWaiting();
 
 private:
     bool isParameterKnown(const QString &parameter) const;

@@ -5,44 +5,51 @@
 
 #include <QThread>
 
+#include <future>
+#include <tuple>
+#include <utility>
+
 namespace NoxHost
 {
 
-/// The instrument and its thread.
-class SimulatorConnection::Instrument
+/// The instrument and its thread, which makes it, serves it and destroys it.
+class SimulatorConnection::Instrument : public QThread
 {
 public:
-    explicit Instrument(const InstrumentSettings &settings) : m_instrument(new SimulatedInstrument(settings))
+    explicit Instrument(const InstrumentSettings &settings) : m_settings(settings)
     {
-        m_thread.setObjectName(QStringLiteral("instrument"));
-        m_instrument->moveToThread(&m_thread);
-        QObject::connect(&m_thread, &QThread::finished, m_instrument, &QObject::deleteLater);
-        m_thread.start();
+        setObjectName(QStringLiteral("instrument"));
+        auto answer = m_answer.get_future();
+        start();
+        std::tie(m_url, m_error) = answer.get();
     }
 
-    ~Instrument()
+    ~Instrument() override
     {
-        m_thread.quit();
-        m_thread.wait();
+        quit();
+        wait();
     }
 
-    /// Where it listens; invalid, with one sentence, when it cannot.
-    QUrl listen(QString &error)
+    /// Where it listens; empty when it does not, and then the sentence why.
+    QUrl url() const { return m_url; }
+    QString error() const { return m_error; }
+
+protected:
+    void run() override
     {
-        QUrl url;
-        QMetaObject::invokeMethod(
-            m_instrument,
-            [&] {
-                if (!m_instrument->url().isEmpty() || m_instrument->listen(error))
-                    url = m_instrument->url();
-            },
-            Qt::BlockingQueuedConnection);
-        return url;
+        SimulatedInstrument instrument(m_settings);
+        QString error;
+        const bool listens = instrument.listen(error);
+        m_answer.set_value({instrument.url(), error});
+        if (listens)
+            exec();
     }
 
 private:
-    QThread m_thread;
-    SimulatedInstrument *const m_instrument;
+    const InstrumentSettings m_settings;
+    std::promise<std::pair<QUrl, QString>> m_answer;
+    QUrl m_url;
+    QString m_error;
 };
 
 SimulatorConnection::SimulatorConnection(const QUrl &url) : TcpConnection(url), m_url(url) {}
@@ -61,7 +68,11 @@ QUrl SimulatorConnection::prepare(QString &error)
         settings.speed = request.speed;
         m_instrument = std::make_unique<Instrument>(settings);
     }
-    return m_instrument->listen(error);
+    const QUrl url = m_instrument->url();
+    error = m_instrument->error();
+    if (url.isEmpty())
+        m_instrument.reset();
+    return url;
 }
 
 } // namespace NoxHost

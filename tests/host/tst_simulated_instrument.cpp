@@ -319,37 +319,6 @@ TEST_F(InstrumentTest, HostsAreLeftWithOneLine)
     EXPECT_TRUE(instrument->url().isEmpty() && instrument->hostCount() == 0);
 }
 
-TEST_F(InstrumentTest, LivesOnAThreadOfItsOwnAndEndsInTheMiddle)
-{
-    QThread thread;
-    thread.setObjectName(QStringLiteral("instrument"));
-    thread.start();
-    for (int round = 0; round < 5; ++round) {
-        auto *served = new SimulatedInstrument(settings);
-        served->moveToThread(&thread);
-        QMetaObject::invokeMethod(
-            served,
-            [&] {
-                QString error;
-                served->listen(error);
-                url = served->url();
-            },
-            Qt::BlockingQueuedConnection);
-        Host one(url), other(url);
-        Continuity continuity;
-        for (Host *host : {&one, &other})
-            host->send(Start);
-        for (int i = 0; i < 200 * round; ++i)
-            continuity.check(one.next());
-        QMetaObject::invokeMethod(
-            served, [served] { delete served; }, Qt::BlockingQueuedConnection);
-        while (!other.next().name.isEmpty()) {
-        }
-    }
-    thread.quit();
-    EXPECT_TRUE(thread.wait(BoundMs));
-}
-
 TEST(ListenAddress, IsAnAddressWithOrWithoutAPort)
 {
     const struct
