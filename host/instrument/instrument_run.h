@@ -25,6 +25,8 @@ public:
                   const InstrumentSettings &settings);
 
     bool isRunning() const { return m_isRunning; }
+    /// Some of the blocks of the present period were sent and others not.
+    bool isWithinPeriod() const { return m_nextChannel >= 0; }
     /// Goes on where it was stopped, at first with period 0.
     void start();
     /// The reports about blocks that were dropped and not told of.

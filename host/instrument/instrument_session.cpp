@@ -158,8 +158,12 @@ void InstrumentSession::handleLine(const LineFramer::Line &line)
 void InstrumentSession::handleRun(const QString &name, const QJsonObject &message)
 {
     const bool isStart = name == Wire::Names::Start;
-    if (!isStart)
+    if (!isStart) {
+        // All channels end with the same period.
+        while (m_run.isWithinPeriod())
+            send(m_run.step(unsentBytes()));
         send(m_run.stop());
+    }
     answer(message, Wire::Run, isStart, QString());
     if (isStart)
         m_run.start();
