@@ -1,6 +1,6 @@
 #include "host/instrument/simulated_instrument.h"
-#include "tests/support/event_loop.h"
 #include "host/protocol/messages.h"
+#include "tests/support/event_loop.h"
 
 #include <QTcpSocket>
 #include <QTest>
