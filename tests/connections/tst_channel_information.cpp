@@ -4,11 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QTranslator>
-
 #include <limits>
-#include <memory>
 #include <vector>
 
 using namespace CommonNOX::Devices::Channels;
@@ -56,20 +52,6 @@ Sketch fullSketch()
             .enabled = false};
 }
 
-TEST(ChannelInformation, NeedsIndexTypesAndDestination)
-{
-    EXPECT_TRUE(Sketch().channel().isValid());
-    EXPECT_FALSE(Sketch().channel().isConnectedToMultiplexer());
-    EXPECT_TRUE(fullSketch().channel().isValid());
-    EXPECT_TRUE(fullSketch().channel().isConnectedToMultiplexer());
-    for (const ChannelInformation &channel :
-         {ChannelInformation(), Sketch{.index = -1}.channel(), Sketch{.coupling = Coupling::Invalid}.channel(),
-          Sketch{.function = Function::Invalid}.channel(),
-          Sketch{.synchronisation = SynchronisationSource::Invalid}.channel(),
-          Sketch{.destination = HardwareDestination()}.channel()})
-        EXPECT_FALSE(channel.isValid()) << qPrintable(channel.getChannelInformationString());
-}
-
 TEST(ChannelInformation, LabelsItselfByFunctionAndCoupling)
 {
     struct Row
@@ -88,34 +70,6 @@ TEST(ChannelInformation, LabelsItselfByFunctionAndCoupling)
                             .name = QLatin1String(row.name)};
         EXPECT_EQ(sketch.channel().getChannelName(), QLatin1String(row.expected)) << row.expected;
     }
-}
-
-class Backwards : public QTranslator
-{
-public:
-    bool isEmpty() const override { return false; }
-    QString translate(const char *, const char *sourceText, const char *, int) const override
-    {
-        return qstrcmp(sourceText, "PD %1") == 0 ? QStringLiteral("%1. TE") : QString();
-    }
-};
-
-TEST(ChannelInformation, TranslatesThePatternBeforeTheNumberIsFilledIn)
-{
-    int argumentCount = 1;
-    char program[] = "tst";
-    char *arguments[] = {program, nullptr};
-    std::unique_ptr<QCoreApplication> application;
-    if (!QCoreApplication::instance())
-        application = std::make_unique<QCoreApplication>(argumentCount, arguments);
-
-    Backwards translator;
-    ASSERT_TRUE(QCoreApplication::installTranslator(&translator));
-    const QString translated = Sketch{.index = 3}.channel().getChannelName();
-    const QString named = Sketch{.name = QStringLiteral("PD %1")}.channel().getChannelName();
-    QCoreApplication::removeTranslator(&translator);
-    EXPECT_EQ(translated, QLatin1String("4. TE"));
-    EXPECT_EQ(named, QLatin1String("PD %1")) << "a user's name is no pattern";
 }
 
 TEST(ChannelInformation, WritesItsItemsInOrder)

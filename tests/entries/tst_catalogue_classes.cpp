@@ -6,10 +6,7 @@
 #include "entries/catalogue/test.h"
 #include "entries/property_keys.h"
 
-#include <QAbstractItemModel>
 #include <QAbstractItemModelTester>
-#include <QDateTime>
-#include <QLocale>
 
 #include <gtest/gtest.h>
 
@@ -78,66 +75,6 @@ TEST(TestRecord, NeedsValidInformationAndConfiguration)
         test.set(Keys::Configuration, row.configuration);
         EXPECT_EQ(test.isValid(), row.valid) << row.metaData.typeName() << " " << row.configuration.typeName();
     }
-}
-
-static Cable::CableV1 cableOfTwoCores()
-{
-    const auto joint = [](int number, double offset) {
-        auto entry = std::make_shared<Cable::CableJointV1>();
-        entry->set(Keys::Index, number);
-        entry->set(Keys::Offset, offset);
-        entry->set(Keys::Material, QStringLiteral("slip-on"));
-        return QVariant::fromValue(std::shared_ptr<const Cable::CableJointV1>(entry));
-    };
-    const auto core = [](const QString &name, const QVariantList &joints) {
-        auto entry = std::make_shared<Cable::CableCoreV1>();
-        entry->set(Keys::Name, name);
-        entry->set(Keys::Joints, joints);
-        return QVariant::fromValue(entry);
-    };
-    Cable::CableV1 cable;
-    cable.set(Keys::Cores, QVariantList{core(QStringLiteral("L1"), {joint(1, 250.0), joint(2, 500.5), 7}),
-                                        QStringLiteral("no core"), core(QStringLiteral("L2"), {})});
-    return cable;
-}
-
-TEST(Cable, ItsModelShowsCoresAndTheirJoints)
-{
-    QLocale::setDefault(QLocale::c());
-    const std::unique_ptr<QAbstractItemModel> model(cableOfTwoCores().getCableModel());
-    const QAbstractItemModelTester tester(model.get(), QAbstractItemModelTester::FailureReportingMode::Fatal);
-    const QModelIndex first = model->index(0, 0);
-    const QModelIndex second = model->index(1, 0);
-    ASSERT_EQ(model->rowCount(), 2) << "what is no core has no row";
-    EXPECT_EQ(first.data().toString(), QStringLiteral("L1"));
-    ASSERT_EQ(model->rowCount(first), 2);
-    EXPECT_EQ(model->rowCount(second), 0);
-    EXPECT_EQ(model->index(1, 0, first).data().toString(), QStringLiteral("Joint 2"));
-    EXPECT_EQ(model->index(1, 1, first).data().toString(), QStringLiteral("500.5 m"));
-    EXPECT_EQ(model->index(1, 3, first).data().toString(), QStringLiteral("slip-on"));
-    EXPECT_EQ(model->index(1, 1, first).parent(), first);
-}
-
-TEST(ReplayHeader, SummaryLeavesOutWhatIsNotKnown)
-{
-    Recording::PdReplayHeaderV2 header;
-    EXPECT_EQ(header.getSummary(), QString());
-    header.set(Keys::DateTime, QDateTime({2024, 3, 9}, {14, 5, 6}));
-    header.set(Keys::Device_SoftwareVersion, QStringLiteral("2.1"));
-    header.set(Keys::PD_ChannelName, QStringList{QStringLiteral("IN 1")});
-    header.set(Keys::PD_MinMaxGainIndex, QVariantList{QVariantList{0, 7}, QVariantList{0, 5}});
-    header.set(Keys::PD_CalibrationStatus, QVariantList{1, 0});
-    header.set(Keys::TV_AttenuatorIndex, QVariantList{1, 2, 3});
-    EXPECT_EQ(header.getNumberOfChannels(), 2);
-    EXPECT_EQ(header.getSummary().toStdString(), "Recording date: 2024-03-09 14:05:06\n"
-                                                 "SW Version: 2.1\n"
-                                                 "PD Channel 1\n"
-                                                 "  PD gain index range: 0–7\n"
-                                                 "  PD channel name: IN 1\n"
-                                                 "  PD calibration status: calibrated\n"
-                                                 "PD Channel 2\n"
-                                                 "  PD gain index range: 0–5\n"
-                                                 "  PD calibration status: not calibrated");
 }
 
 template <class Header>

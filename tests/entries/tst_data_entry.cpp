@@ -31,36 +31,6 @@ static QString joined(const QList<QStringList> &paths)
 namespace
 {
 
-TEST(DataEntry, PropertiesAreThoseOfItsDeclaration)
-{
-    Record entry(guid, {{"Z", 1}, {"A", 2}, {"Z", 3}, {"", 4}});
-    EXPECT_EQ(entry.getPropertyNames().join(QLatin1Char(',')), QStringLiteral("Z,A,"));
-    EXPECT_EQ(entry.get(QStringLiteral("Z")), 1);
-    EXPECT_EQ(entry.get(QString()), 4);
-    EXPECT_FALSE(entry.set(QStringLiteral("a"), 5));
-    EXPECT_TRUE(entry.set(QStringLiteral("A"), QStringLiteral("text"))) << "whatever its type";
-    EXPECT_EQ(entry.getProperty(QStringLiteral("A")).getType(), QMetaType::QString);
-    EXPECT_EQ(entry.getProperties().size(), 3);
-    EXPECT_FALSE(entry.setProperty(Record::property({"a", 1})));
-    EXPECT_TRUE(entry.setProperty(Record::property({"A", 9, true, "label"})));
-    EXPECT_EQ(entry.get(QStringLiteral("A")), 9);
-}
-
-TEST(DataEntryProperty, LabelAndUpdate)
-{
-    DataEntryProperty property = Record::property({"N", 1});
-    EXPECT_EQ(property.getDescription(), n) << "for want of anything else";
-    property.setDescriptionTranslator([] { return QString(); });
-    EXPECT_EQ(property.getDescription(), QString()) << "a translator counts even when it has nothing to say";
-    DataEntryProperty other = Record::property({"M", 2, true, "other"});
-    EXPECT_FALSE(property.updateFromProperty(other));
-    other.setName(n);
-    EXPECT_TRUE(property.updateFromProperty(other));
-    EXPECT_EQ(property.getValue(), 2);
-    EXPECT_EQ(property.getDescription(), QStringLiteral("other")) << "the translator has gone as well";
-    EXPECT_TRUE(property.updateFromProperty(property));
-}
-
 TEST(DataEntry, CopiesAreIndependentEvenThroughConstantProperties)
 {
     const CableV1 first;

@@ -74,32 +74,6 @@ TEST(Formatters, ReadingsTakeTheirUnitFromTheRecord)
     EXPECT_EQ(SignalValueV1::FormatProperty(nullptr, Keys::Value), QString());
 }
 
-TEST(Formatters, Times)
-{
-    const QDateTime moment({2024, 3, 9}, {14, 5, 6, 999});
-    const QDateTime day({2024, 3, 9}, {0, 0}, Qt::OffsetFromUTC, 14 * 3600);
-    EXPECT_EQ(shown<Header>(Keys::DateTime, {moment, moment.toUTC(), QDateTime()}),
-              "2024-03-09 14:05:06 | 2024-03-09 14:05:06 | ");
-    EXPECT_EQ(shown<Cable::CableV1>(Keys::DateOfManufacture, {day, day.date()}), "2024-03-09 | 2024-03-09");
-    EXPECT_EQ(shown<Recording::PdReplayQtUtOverviewV1>(Keys::Timestamp, {moment.toMSecsSinceEpoch(), qlonglong(0)}),
-              "2024-03-09 14:05:06 | ");
-    EXPECT_EQ(shown<Header>(Keys::File_Duration, {12500, 59999, 60000, 3723999, 360000000, -60000}),
-              "12.5 s | 60 s | 0:01:00 | 1:02:03 | 100:00:00 | -0:01:00");
-}
-
-TEST(Formatters, FlagsAndLists)
-{
-    const QVariantList pairs = {QVariantList{0, 90}, QVariantList{180.0, 270.5}};
-    const auto held = QVariant::fromValue(std::make_shared<SignalValueV1>());
-    const auto peaks = [](int count) { return QVariant::fromValue(PeakVector(count)); };
-    EXPECT_EQ(shown<PeriodV2>(Keys::Flags, {0u, 13u, 2u}), "none | dirty, millivolts, discarded | none");
-    EXPECT_EQ(shown<PeriodBlockV1>(Keys::Periods, {QVariantList(), QVariantList{held}}), "0 items | 1 item");
-    EXPECT_EQ(shown<PeriodV2>(Keys::Peaks, {peaks(1), peaks(12)}), "1 pulse | 12 pulses");
-    EXPECT_EQ(shown<Results::Space3D::PatternV1>(Keys::Image, {QByteArray(2048, 'x'), QByteArray()}), "2.0 KiB | ");
-    EXPECT_EQ(shown<Header>(Keys::PD_MinMaxGainIndex, {QVariant(pairs)}), "1: 0–90, 2: 180–270.5");
-    EXPECT_EQ(shown<Header>(Keys::TV_CalibrationStatus, {QVariant(QVariantList{1, 9})}), "1: calibrated, 2: 9");
-}
-
 /// Every enumerator has a word of its own, and a value that has none shows as its number.
 template <class Entry, class Enumeration>
 static void expectWords(const PropertyKey &key)

@@ -1,14 +1,12 @@
 #include "evaluation/processors/device_processor.h"
 #include "evaluation/processors/processor_names.h"
 #include "evaluation/processors/processors_factory.h"
-#include "evaluation/tasks/processor_set.h"
 #include "tests/evaluation/evaluation_tools.h"
 
 #include "entries/entry_names.h"
 #include "entries/measurement/voltage_scope.h"
 #include "evaluation/processors/qiec_calculator.h"
 
-#include <cmath>
 #include <stdexcept>
 
 using namespace EvaluationTools;
@@ -227,48 +225,6 @@ TEST_F(ProcessorTest, DeviceProcessorsCountTheirScopes)
         EXPECT_TRUE(evaluate());
         EXPECT_EQ(lastIndex(), 0) << name.data();
     }
-}
-
-TEST_F(ProcessorTest, VoltageResultsAreThoseOfTheScope)
-{
-    QVector<qint32> samples; // five cycles of 50 Hz at 5 kHz
-    for (int i = 0; i < 500; ++i)
-        samples.append(qint32(std::lround(1000000.0 * std::sin(2.0 * M_PI * (i + 0.5) / 100.0))));
-    for (const QLatin1String name : {Names::Voltage, Names::VoltageScope}) {
-        store->createEntry(name, DeviceName);
-        EXPECT_TRUE(deviceProcessor(name)->evaluate(voltageScope(samples, 1e-5)));
-    }
-    EXPECT_NEAR(held(Names::Voltage, 0, Keys::Rms).toDouble(), 10.0 / std::sqrt(2.0), 1e-5);
-    EXPECT_NEAR(held(Names::Voltage, 0, Keys::Peak).toDouble(), 10.0, 1e-2);
-    EXPECT_EQ(held(Names::Voltage, 0, Keys::Unit), QLatin1String("kV"));
-    EXPECT_NEAR(held(Names::VoltageScope, 0, Keys::Frequency).toDouble(), 50.0, 1e-6);
-    EXPECT_NEAR(held(Names::VoltageScope, 0, Keys::PeakPeakValue).toDouble(), 20.0, 2e-2);
-    EXPECT_DOUBLE_EQ(held(Names::VoltageScope, 0, Keys::Resolution).toDouble(), 0.2);
-    EXPECT_EQ(held(Names::VoltageScope, 0, Keys::VoltageSamples).value<ValueVector>().size(), 500);
-}
-
-TEST_F(ProcessorTest, SetsFollowTheOrderOfTheirNames)
-{
-    auto set = CommonNOX::Tasks::MakeSingleChannelProcessorSet(reader("d"), reader("d/3"), QStringLiteral("id"), 3);
-    QStringList unknown;
-    EXPECT_TRUE(set.setNames({Names::Qiec, Names::Qmax, Names::Voltage, QStringLiteral("nonsense")}, &unknown));
-    EXPECT_EQ(unknown, QStringList({Names::Voltage, QStringLiteral("nonsense")}));
-    const auto both = set.getProcessors();
-    EXPECT_FALSE(set.setNames({Names::Qiec, Names::Qmax, QStringLiteral("nonsense")})) << "nothing new";
-    EXPECT_TRUE(set.setNames({Names::Qmax, Names::Qiec}));
-    EXPECT_EQ(set.getProcessors(), decltype(both)({both[1], both[0]}));
-}
-
-TEST_F(ProcessorTest, AnyThreadMayAskWhetherOneIsReady)
-{
-    store->createEntry(Names::Frequency, ChannelName);
-    for (int round = 0; round < 50; ++round) {
-        const auto processor = channelProcessor(Names::Frequency);
-        std::thread asking([&] { EXPECT_TRUE(dynamic_cast<const BaseProcessor &>(*processor).isReady()); });
-        EXPECT_TRUE(processor->evaluate(1, PeriodSketch{.start = -600, .end = 400, .rate = 60000}.period()));
-        asking.join();
-    }
-    EXPECT_DOUBLE_EQ(held(Names::Frequency, 1, Keys::Value).toDouble(), 60.0);
 }
 
 } // namespace

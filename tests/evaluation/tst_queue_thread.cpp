@@ -3,7 +3,6 @@
 #include "tests/evaluation/evaluation_tools.h"
 
 #include <functional>
-#include <limits>
 
 using namespace EvaluationTools;
 using CommonNOX::Evaluation::QueueThread;
@@ -151,27 +150,6 @@ TEST(EvaluationQueueWrapper, EvaluatesInOrderAndResetsItsProcessorOnceARun)
         EXPECT_EQ(wrapper.getDoneCount(), wrapper.getAppendedCount()) << "what was dropped is done";
     }
     EXPECT_EQ(processor->indices(), (std::vector<quint64>{7, 9, 8, 10, 21, 22}));
-}
-
-TEST(EvaluationQueueWrapper, TellsHowMuchTimeWasToSpare)
-{
-    const auto processor = std::make_shared<GateProcessor>();
-    EvaluationQueueWrapper wrapper(processor);
-    EXPECT_EQ(wrapper.getLoad(), 0.0);
-    wrapper.launch();
-    constexpr auto Longest = std::numeric_limits<qint64>::max(); // its milliseconds fit no integer
-    int entered = 0;
-    for (const auto &[sketch, load] : {std::pair{PeriodSketch{.end = 1000000, .rate = 1}, -1.0},
-                                       {PeriodSketch{.start = -Longest - 1, .end = Longest, .rate = 1}, -1e6}}) {
-        processor->setOpen(false);
-        wrapper.appendNewPeriod(quint64(entered), sketch.period());
-        ASSERT_TRUE(processor->waitUntilEntered(++entered));
-        // The time of a batch is counted in whole milliseconds.
-        const auto since = std::chrono::steady_clock::now();
-        waitUntil([&] { return std::chrono::steady_clock::now() - since > std::chrono::milliseconds(3); });
-        processor->setOpen(true);
-        EXPECT_TRUE(waitUntil([&, limit = load] { return wrapper.getLoad() < limit; })) << wrapper.getLoad();
-    }
 }
 
 } // namespace

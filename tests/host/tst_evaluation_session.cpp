@@ -1,12 +1,8 @@
 #include "entries/property_keys.h"
 #include "host/evaluation/evaluation_session.h"
-#include "host/simulated/simulated_signal_source.h"
-#include "host/simulated/simulator_url.h"
 #include "platform/data_store.h"
 
 #include <gtest/gtest.h>
-
-#include <QUrl>
 
 #include <tuple>
 
@@ -99,39 +95,6 @@ TEST(EvaluationSession, AnInterruptionEndsTheWaiting)
     large.index = 1;
     session.addPeriod(large, [] { return true; });
     EXPECT_TRUE(session.finish());
-}
-
-TEST(SimulatorUrl, ReadsEveryItemAndNamesWhatIsWrong)
-{
-    const struct
-    {
-        const char *url;
-        const char *error;
-    } rows[] = {
-        {"simulator:", ""},
-        {"simulator:?channels=4&speed=0&seed=7&frequency=60&pulses=10&source=corona,noise", ""},
-        {"simulator:?chanels=4", "the simulator has no setting \"chanels\"."},
-        {"simulator:?speed=-1", "\"-1\" is no value for the simulator's setting \"speed\"."},
-        {"simulator:?source=void,lightning", "\"void,lightning\" is no value for the simulator's setting \"source\"."},
-        {"simulator:?channels=x", "\"x\" is no value for the simulator's setting \"channels\"."},
-    };
-    for (const auto &row : rows) {
-        SimulatorRequest request;
-        QString error;
-        EXPECT_EQ(readSimulatorUrl(QUrl(QString::fromLatin1(row.url)), request, error), *row.error == '\0') << row.url;
-        EXPECT_EQ(error, QString::fromLatin1(row.error));
-    }
-    SimulatorRequest request;
-    QString error;
-    ASSERT_TRUE(readSimulatorUrl(QUrl(QString::fromLatin1(rows[1].url)), request, error));
-    EXPECT_EQ(request.settings.channels, 4);
-    EXPECT_EQ(request.settings.seed, 7u);
-    EXPECT_EQ(request.settings.powerFrequency, 60.0);
-    EXPECT_EQ(request.settings.kinds, (std::vector{DischargeKind::Corona, DischargeKind::Noise}));
-    EXPECT_EQ(request.speed, 0.0);
-    EXPECT_FALSE(readSimulatorUrl(QUrl(QStringLiteral("simulator:?channels=0")), request, error));
-    EXPECT_FALSE(readSimulatorUrl(QUrl(QStringLiteral("simulator:?voltage-profile=1:2,0:3")), request, error));
-    EXPECT_FALSE(error.isEmpty());
 }
 
 } // namespace

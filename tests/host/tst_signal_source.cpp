@@ -1,6 +1,5 @@
 #include "host/simulated/simulated_signal_source.h"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <gtest/gtest.h>
@@ -17,14 +16,6 @@ VoltageProfile profileOf(const char *text)
     QString error;
     EXPECT_TRUE(VoltageProfile::fromText(QString::fromLatin1(text), profile, error)) << error.toStdString();
     return profile;
-}
-
-SimulatedSignalSource oneChannel(DischargeKind kind, const char *profile)
-{
-    SimulatedSignalSettings settings;
-    settings.kinds = {kind};
-    settings.profile = profileOf(profile);
-    return SimulatedSignalSource(settings);
 }
 
 // FNV-1a over the values, independent of how the structs lie in memory.
@@ -48,77 +39,6 @@ quint64 checksumOfFirst(const SimulatedSignalSettings &settings, int periods)
 }
 
 } // namespace
-
-TEST(SignalSource, KindsStayInTheirSectorsAndCharges)
-{
-    struct Sector
-    {
-        double from, to;          // degrees
-        double smallest, largest; // pC
-    };
-    const struct
-    {
-        DischargeKind kind;
-        const char *profile;
-        double kilovolts;
-        std::vector<Sector> sectors;
-        double positivePart;
-    } rows[] = {
-        {DischargeKind::Void, "0:12", 12, {{0, 90, 50, 1000}, {180, 270, -1000, -50}}, 0.5},
-        {DischargeKind::Void, "0:40", 40, {{0, 90, 50, 1000}, {180, 270, -1000, -50}}, 0.5},
-        {DischargeKind::Surface, "0:20", 20, {{0, 120, 300, 5000}, {180, 300, -2000, -100}}, 0.3},
-        {DischargeKind::Corona, "0:10", 10, {{225, 315, -100, -20}}, 0.0},
-        {DischargeKind::Corona, "0:20", 20, {{225, 315, -100, -20}, {60, 120, 20, 200}}, 0.05},
-        {DischargeKind::Noise, "0:0", 0, {{0, 90, -20, 20}, {90, 180, -20, 20}, {180, 360, -20, 20}}, 0.5},
-    };
-    for (const auto &each : rows) {
-        SCOPED_TRACE(dischargeKindName(each.kind).toStdString() + " at " + each.profile);
-        const SimulatedSignalSource source = oneChannel(each.kind, each.profile);
-        std::vector<int> hits(each.sectors.size());
-        int pulses = 0;
-        int positive = 0;
-        for (quint64 index = 0; index < 400; ++index) {
-            const RawPeriod period = source.period(0, index).value();
-            EXPECT_TRUE(std::is_sorted(period.peaks.begin(), period.peaks.end(),
-                                       [](const auto &a, const auto &b) { return a.time < b.time; }));
-            for (const auto &peak : period.peaks) {
-                const double turn = double(peak.time - period.startTicks) / double(period.endTicks - period.startTicks);
-                const double charge = peak.amplitude * period.pdCalibration;
-                const auto sector = std::find_if(each.sectors.begin(), each.sectors.end(), [&](const Sector &one) {
-                    return turn * 360 >= one.from && turn * 360 < one.to && charge >= one.smallest &&
-                           charge <= one.largest && std::abs(charge) >= 0.4;
-                });
-                ASSERT_NE(sector, each.sectors.end()) << turn << " turns, " << charge << " pC";
-                ASSERT_NEAR(peak.voltage * period.tvCalibration,
-                            each.kilovolts * std::sqrt(2.0) * std::sin(2.0 * M_PI * turn), 0.51 * period.tvCalibration);
-                ++hits[std::size_t(sector - each.sectors.begin())];
-                ++pulses;
-                positive += charge > 0.0;
-            }
-        }
-        EXPECT_GT(*std::min_element(hits.begin(), hits.end()), 0) << "a sector is empty";
-        // Means of 400 Poisson numbers of 50 each, and of 20000 signs: five standard deviations.
-        EXPECT_NEAR(pulses / 400.0, 50.0, 5.0 * std::sqrt(50.0 / 400.0));
-        EXPECT_NEAR(double(positive) / pulses, each.positivePart, 5.0 * 0.5 / std::sqrt(20000.0));
-    }
-}
-
-TEST(SignalSource, GrowsWithTheVoltageFromInceptionOn)
-{
-    const std::pair<DischargeKind, int> inceptions[] = {
-        {DischargeKind::Void, 8}, {DischargeKind::Surface, 10}, {DischargeKind::Corona, 6}};
-    for (const auto &[kind, inception] : inceptions) {
-        SCOPED_TRACE(dischargeKindName(kind).toStdString());
-        // A period's voltage is the one at its start; the profile climbs 1 kV in 50 periods.
-        const SimulatedSignalSource source = oneChannel(kind, "0:0,20:20,20:0");
-        std::array<int, 20> pulses = {};
-        for (int index = 0; index < 1000; ++index)
-            pulses[index / 50] += source.period(0, quint64(index))->peaks.size();
-        EXPECT_EQ(std::count(pulses.begin(), pulses.end(), 0), inception);
-        EXPECT_GT(pulses[19], 3 * pulses[inception + 1]);
-        EXPECT_TRUE(source.period(0, 1001)->peaks.isEmpty()) << "the voltage is off";
-    }
-}
 
 TEST(SignalSource, GivesTheSameBytesEverywhere)
 {
