@@ -8,7 +8,6 @@
 #include <QtEndian>
 
 #include <algorithm>
-#include <cstring>
 #include <shared_mutex>
 
 namespace CommonNOX
@@ -309,91 +308,6 @@ bool WireCursor::skipVariant()
         name.chop(1);
     const PayloadSkipper skipper = findPayload(name);
     return skipper ? skipper(*this) : fail();
-}
-
-bool WireCursor::skipPng()
-{
-    static constexpr char Signature[] = "\x89PNG\r\n\x1a\n";
-    static constexpr int SignatureSize = sizeof Signature - 1;
-    if (!skip(SignatureSize))
-        return false;
-    if (std::memcmp(m_data + m_position - SignatureSize, Signature, SignatureSize) != 0)
-        return fail();
-    for (;;) {
-        // A chunk is its length, its type, its bytes and a checksum; always in network order.
-        if (!skip(8))
-            return false;
-        const char *chunk = m_data + m_position - 8;
-        if (!skip(qint64(qFromBigEndian<quint32>(chunk)) + 4))
-            return false;
-        if (std::memcmp(chunk + 4, "IEND", 4) == 0)
-            return true;
-    }
-}
-
-bool WireCursor::skipImage()
-{
-    quint32 present = 0;
-    return read(present) && (present == 0 || skipPng());
-}
-
-bool WireCursor::skipPixmapEngine()
-{
-    // Image, file name, size, mode, state.
-    quint32 count = 0;
-    if (!readCount(count, 4 + 4 + 8 + 4 + 4))
-        return false;
-    for (quint32 i = 0; i < count; ++i) {
-        if (!skipImage() || !skipString() || !skip(16))
-            return false;
-    }
-    return true;
-}
-
-bool WireCursor::skipSvgEngine()
-{
-    // File names and compressed documents by state, then pixmaps if a flag says so.
-    quint32 count = 0;
-    if (!readCount(count, 8))
-        return false;
-    for (quint32 i = 0; i < count; ++i) {
-        if (!skip(4) || !skipString())
-            return false;
-    }
-    if (!skip(4) || !readCount(count, 8))
-        return false;
-    for (quint32 i = 0; i < count; ++i) {
-        if (!skip(4) || !skipByteArray())
-            return false;
-    }
-    quint32 hasPixmaps = 0;
-    if (!read(hasPixmaps))
-        return false;
-    if (hasPixmaps == 0)
-        return true;
-    if (!readCount(count, 8))
-        return false;
-    for (quint32 i = 0; i < count; ++i) {
-        if (!skip(4) || !skipImage())
-            return false;
-    }
-    return true;
-}
-
-bool WireCursor::skipIcon()
-{
-    QString engine;
-    if (!read(engine))
-        return false;
-    if (engine.isEmpty())
-        return true;
-    if (engine == QLatin1String("QIconLoaderEngine"))
-        return skipString();
-    if (engine == QLatin1String("QPixmapIconEngine"))
-        return skipPixmapEngine();
-    if (engine == QLatin1String("svg"))
-        return skipSvgEngine();
-    return fail();
 }
 
 bool RegisterPayloadSkipper(const QByteArray &typeName, const PayloadSkipper &skipper)

@@ -3,7 +3,6 @@
 #include "connections/devices/device_request_response_interface.h"
 #include "connections/protocols/protocol_message_builder.h"
 #include "nox_export.h"
-#include "platform/layout_host.h"
 #include "platform/lockable.h"
 #include "platform/visitors.h"
 
@@ -107,21 +106,6 @@ private:
     struct Private;
     std::unique_ptr<Private> d;
 };
-
-namespace utils
-{
-
-/// The provider of the device at the path; empty when there is none.
-NOX_EXPORT std::shared_ptr<DeviceRequestResponseProvider> GetDeviceRequestResponseProvider(const QString &devicePath);
-NOX_EXPORT std::shared_ptr<DeviceRequestResponseProvider>
-GetDeviceRequestResponseProvider(const DeviceRequestResponseProvider::ReaderConstPtr &reader,
-                                 const QString &devicePath);
-/// For elements of a layout, which know their orientation; it makes no difference to what is found.
-NOX_EXPORT std::shared_ptr<DeviceRequestResponseProvider>
-GetDeviceRequestResponseProvider(const DeviceRequestResponseProvider::ReaderConstPtr &reader,
-                                 Shared::Layout::Orientation orientation, const QString &devicePath);
-
-} // namespace utils
 
 } // namespace CommonNOX::Devices
 

@@ -1,6 +1,6 @@
 #include "connections/connection_status.h"
 #include "connections/devices/device_request_decoder.h"
-#include "connections/devices/device_request_response_provider.h"
+#include "connections/devices/device_request_response_utils.h"
 #include "connections/protocols/protocol.h"
 #include "connections/protocols/protocol_detector.h"
 #include "connections/protocols/protocol_message_attribute.h"

@@ -1,4 +1,4 @@
-#include "connections/devices/device_request_response_provider.h"
+#include "connections/devices/device_request_response_utils.h"
 #include "connections/devices/pd_device.h"
 #include "entries/catalogue/results_pd.h"
 #include "entries/property_keys.h"
