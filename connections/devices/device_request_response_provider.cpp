@@ -191,12 +191,16 @@ void DeviceRequestResponseProvider::forward(const QString &parameter)
     {
         const ScopedLock lock(*this);
         const Request &request = d->parameters[parameter];
-        if (!request.checkFinishedState())
+        // One at a time, whatever the hook says.
+        if (!request.checkFinishedState() || d->sent.count(parameter) != 0)
             return;
         value = request.getRequestValue();
         d->sent[parameter] = value;
     }
-    hook.sendRequest(parameter, value);
+    if (hook.sendRequest(parameter, value))
+        return;
+    const ScopedLock lock(*this);
+    d->sent.erase(parameter);
 }
 
 bool DeviceRequestResponseProvider::finishRequestForParameter(const QString &parameter, const QVariant &value)
