@@ -232,7 +232,9 @@ void ConnectionManager::onConnectionReconnectRequested(const QString &connection
     qCWarning(libraryLog()).noquote().nospace()
         << "ConnectionManager::onConnectionReconnectRequested() received unknown connection=" << connectionId
         << " or invalid url=" << url.toString();
-    tree->dropGroup(Paths::ConnectionGroup(*tree, connectionId));
+    // The group of anything but an id would be more than a record.
+    if (!connectionId.isEmpty() && !connectionId.contains(tree->getListSeparator()))
+        tree->dropGroup(Paths::ConnectionGroup(*tree, connectionId));
 }
 
 } // namespace CommonNOX::Connections

@@ -20,9 +20,19 @@ constexpr TimeUnit TimeUnits[] = {{"ms", 1e-3}, {"min", 60.0}, {"h", 3600.0}, {"
 
 } // namespace
 
+QString toOneLine(const QString &text)
+{
+    QString line = text.simplified();
+    for (QChar &character : line) {
+        if (!character.isPrint() && !character.isSurrogate())
+            character = QLatin1Char('?');
+    }
+    return line;
+}
+
 void printMessage(const QString &sentence)
 {
-    std::fprintf(stderr, "nox: %s\n", qUtf8Printable(sentence));
+    std::fprintf(stderr, "nox: %s\n", qUtf8Printable(toOneLine(sentence)));
 }
 
 CommandLine::CommandLine(const QString &command, const QString &synopsis, const QString &description,

@@ -27,6 +27,8 @@ int runSimulate(const QStringList &arguments);
 int runDiscover(const QStringList &arguments);
 int runEntries(const QStringList &arguments);
 
+/// Fit for a terminal, whatever an instrument or a file may have put into it: no line ends, no control characters.
+QString toOneLine(const QString &text);
 /// One sentence on standard error, behind the program's name.
 void printMessage(const QString &sentence);
 

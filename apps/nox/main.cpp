@@ -37,7 +37,7 @@ void printHelp(std::FILE *stream)
 void printLogLine(QtMsgType type, const QMessageLogContext &, const QString &text)
 {
     static const char *const levels[] = {"debug", "warning", "error", "fatal", "info"};
-    std::fprintf(stderr, "nox: %s: %s\n", levels[type], qUtf8Printable(text.simplified()));
+    std::fprintf(stderr, "nox: %s: %s\n", levels[type], qUtf8Printable(toOneLine(text)));
 }
 
 } // namespace

@@ -15,6 +15,7 @@
 #include "host/protocol/message_stream.h"
 #include "host/pulses/period_entry.h"
 #include "host/session/parameter_requests.h"
+#include "host/transports/tcp_connection.h"
 #include "host/transports/transports.h"
 #include "platform/configuration_tree.h"
 #include "platform/visitors.h"
@@ -47,6 +48,31 @@ constexpr int ResumeMs = 1;
 /// A channel that is so many periods behind the others at their limit is not waited for: it is switched off.
 constexpr quint64 PeriodsOfPatience = 50;
 
+constexpr int LongestName = 256;
+constexpr int MostParameters = 10'000;
+
+/// The manager of the tree, made when there is none yet: sessions share it.
+std::shared_ptr<ConnectionManager> findManager(const std::shared_ptr<Utilities::ConfigurationTree> &tree)
+{
+    const QString leaf = Paths::ManagerLeaf(*tree, DeviceClass, DeviceSeries, Paths::Manager);
+    if (const auto manager = tree->read(leaf).value<std::shared_ptr<ConnectionManager>>())
+        return manager;
+    return ConnectionManager::InstallConnectionManager(
+        Shared::GuiContexts::MakeReader({}, tree), DeviceClass, DeviceSeries, makeConnectionFactories(),
+        &ConnectionRequestParser::CheckConnectDataForScheme, TcpConnection::DefaultTimeoutMs);
+}
+
+std::shared_ptr<DeviceRequestDecoder> findDecoder(const std::shared_ptr<Utilities::ConfigurationTree> &tree)
+{
+    const QString leaf = tree->joinPath({DevicesPath, AnnouncementLeaf});
+    auto decoder = std::dynamic_pointer_cast<DeviceRequestDecoder>(tree->getParser(leaf));
+    if (!decoder) {
+        decoder = std::make_shared<DeviceRequestDecoder>();
+        tree->setParser(leaf, decoder);
+    }
+    return decoder;
+}
+
 QList<Channels::ChannelInformation> readChannels(const QJsonArray &texts, unsigned int count)
 {
     QList<Channels::ChannelInformation> channels;
@@ -58,19 +84,22 @@ QList<Channels::ChannelInformation> readChannels(const QJsonArray &texts, unsign
 } // namespace
 
 DeviceSession::DeviceSession(const LinkSettings &settings, const std::shared_ptr<Utilities::ConfigurationTree> &tree)
-    : m_tree(tree), m_decoder(std::make_shared<DeviceRequestDecoder>())
+    : m_tree(tree), m_manager(findManager(tree)), m_decoder(findDecoder(tree))
 {
-    m_manager = ConnectionManager::InstallConnectionManager(
-        Shared::GuiContexts::MakeReader({}, tree), DeviceClass, DeviceSeries, makeConnectionFactories(),
-        &ConnectionRequestParser::CheckConnectDataForScheme, settings.announcementTimeoutMs);
-    m_tree->setParser(m_tree->joinPath({DevicesPath, AnnouncementLeaf}), m_decoder);
-    connect(m_decoder.get(), &DeviceRequestDecoder::deviceRequested, this,
-            [this](const QString &identification, const QString &serial, const QString &, unsigned int channels) {
+    connect(
+        m_decoder.get(), &DeviceRequestDecoder::deviceRequested, this,
+        [this](const QString &identification, const QString &serial, const QString &connection, unsigned int channels) {
+            if (connection == m_link->getConnectionId())
                 onDeviceRequested(identification, serial, channels);
-            });
+        });
     m_link = std::make_unique<DeviceLink>(m_manager, tree, settings);
     connect(m_link.get(), &DeviceLink::announced, this, &DeviceSession::onAnnounced);
-    connect(m_link.get(), &DeviceLink::ended, this, &DeviceSession::ended);
+    connect(m_link.get(), &DeviceLink::ended, this, [this](const QString &sentence) {
+        // What has been read but not looked at yet has no receiver any more.
+        if (m_protocol)
+            m_protocol->detach();
+        emit ended(sentence);
+    });
     connect(m_link.get(), &DeviceLink::lost, this, [this](const QString &reason) {
         ++m_counts.interruptions;
         m_protocol->detach();
@@ -84,6 +113,11 @@ DeviceSession::~DeviceSession()
 {
     close();
     m_subscriptions.clear();
+    if (!m_device)
+        return;
+    QStringList devices = m_tree->read(DevicesPath).toStringList();
+    devices.removeAll(m_device->getPath());
+    m_tree->write(DevicesPath, devices);
 }
 
 void DeviceSession::open(const QUrl &url)
@@ -196,6 +230,9 @@ QString DeviceSession::makeDevice(const QString &identification, const QString &
         return QStringLiteral("the instrument announces %1 channels, 1 to %2 can be measured.")
             .arg(channels)
             .arg(MaximumChannels);
+    if (identification.size() > LongestName || serial.size() > LongestName ||
+        m_announcement.value(Wire::Announce::Parameters).toObject().size() > MostParameters)
+        return QStringLiteral("the instrument announces names or parameters beyond all bounds.");
     m_serial = serial;
     QString name = serial;
     name.replace(m_tree->getListSeparator(), QStringLiteral("_"));
@@ -212,7 +249,7 @@ QString DeviceSession::makeDevice(const QString &identification, const QString &
     }
     m_device = std::make_shared<PdDevice>(reader, path, identification, list);
     Utilities::GuiContextVisitor(m_device->getContext()).setProperty(SerialNumberKey, serial);
-    m_tree->write(DevicesPath, QStringList(path));
+    m_tree->write(DevicesPath, m_tree->read(DevicesPath).toStringList() + QStringList(path));
 
     m_provider = DeviceRequestResponseProvider::Install(reader, path, {{QString(), Wire::Names::Request}});
     m_provider->setConnectionPath(Paths::ConnectionGroup(*m_tree, m_link->getConnectionId()));

@@ -47,7 +47,7 @@ class DeviceSession : public QObject
 public:
     static constexpr int MaximumChannels = 256;
 
-    /// The tree has to be the application's.
+    /// Sessions of one tree share its connection manager.
     explicit DeviceSession(const LinkSettings &settings, const std::shared_ptr<Utilities::ConfigurationTree> &tree);
     ~DeviceSession() override;
 
@@ -111,8 +111,8 @@ private:
     void controlFlow();
 
     const std::shared_ptr<Utilities::ConfigurationTree> m_tree;
-    std::shared_ptr<CommonNOX::Connections::ConnectionManager> m_manager;
-    std::shared_ptr<CommonNOX::Devices::DeviceRequestDecoder> m_decoder;
+    const std::shared_ptr<CommonNOX::Connections::ConnectionManager> m_manager;
+    const std::shared_ptr<CommonNOX::Devices::DeviceRequestDecoder> m_decoder;
     std::unique_ptr<DeviceLink> m_link;
     std::unique_ptr<InstrumentProtocol> m_protocol;
     std::shared_ptr<CommonNOX::Devices::DeviceRequestResponseProvider> m_provider;

@@ -2,6 +2,7 @@
 
 #include "host/protocol/message_names.h"
 
+#include <QMetaMethod>
 #include <QTcpSocket>
 #include <QTimer>
 
@@ -135,16 +136,9 @@ QByteArray TcpConnection::receive(qint64 maximum)
     if (!d->socket)
         return {};
     const QByteArray bytes = d->socket->read(maximum);
-    if (d->state == Private::State::Draining && d->socket->bytesAvailable() == 0) {
-        // Not from within the receiver's call, who has these bytes still to look at.
-        QMetaObject::invokeMethod(
-            this,
-            [this] {
-                if (d->state == Private::State::Draining && d->socket->bytesAvailable() == 0)
-                    onDisconnected();
-            },
-            Qt::QueuedConnection);
-    }
+    // Who comes back for more has looked at everything else. Not from within the call.
+    if (bytes.isEmpty() && d->state == Private::State::Draining)
+        QMetaObject::invokeMethod(this, &TcpConnection::onDisconnected, Qt::QueuedConnection);
     return bytes;
 }
 
@@ -158,7 +152,10 @@ void TcpConnection::onEstablished()
 
 void TcpConnection::onDisconnected()
 {
-    if (d->state == Private::State::Established && d->socket->bytesAvailable() > 0) {
+    if (!d->socket)
+        return;
+    static const QMetaMethod arrival = QMetaMethod::fromSignal(&TcpConnection::bytesArrived);
+    if (d->state == Private::State::Established && (d->socket->bytesAvailable() > 0 || isSignalConnected(arrival))) {
         d->state = Private::State::Draining;
         emit bytesArrived();
         return;

@@ -12,8 +12,9 @@ namespace NoxHost
 /// A connection to `tcp://HOST[:PORT]`: an IPv4 or IPv6 address, or a name, which is looked up without blocking.
 ///
 /// Its socket lives from open() to the end of the connection. What the peer sent before it closed can still be
-/// received: only then does the connection end. An end after it was established is connectionClosed() when the peer
-/// closed it in order or close() was called, connectionFailed() otherwise. It lives and is used on one thread.
+/// received: the connection ends when receive() has nothing more to give. An end after it was established is
+/// connectionClosed() when the peer closed it in order or close() was called, connectionFailed() otherwise. It lives
+/// and is used on one thread.
 class TcpConnection : public Shared::Communication::Connections::Connection
 {
     Q_OBJECT

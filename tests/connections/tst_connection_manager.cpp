@@ -105,7 +105,9 @@ TEST_F(ConnectionManagerTest, AConnectionLivesInOrder)
     EXPECT_EQ(takeNotes(), QLatin1String("status 3, status 3, down , count 3, down "));
     EXPECT_EQ(made[0]->closings, 1);
     EXPECT_EQ(QString(*manager->getActiveConnections()), QLatin1String(R"({"c1":"disconnected"})"));
-    EXPECT_TRUE(manager->disconnectFromDevice(QStringLiteral("c1"), 5));
+    for (const char *noId : {"", "c1/connection", "c9"})
+        tree->write(leaf(Paths::Reconnect), QLatin1String(noId));
+    EXPECT_TRUE(manager->disconnectFromDevice(QStringLiteral("c1"), 5)) << "the record is still there";
     EXPECT_EQ(takeNotes(), QLatin1String("down 5"));
     EXPECT_FALSE(manager->disconnectFromDevice(QStringLiteral("c2"), 5));
     EXPECT_EQ(takeNotes(), QString());

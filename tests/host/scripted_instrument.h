@@ -31,7 +31,7 @@ public:
                serial + R"(","number_of_channels":)" + QByteArray::number(channels) + more + "}\n";
     }
 
-    /// A block of periods of 1000 ticks, each with one pulse whose amplitude is its index.
+    /// A block of periods of 1000 ticks, each with one pulse whose amplitude is its index, to index 64.
     static QByteArray block(int channel, int index, int periods = 1)
     {
         QByteArray list;

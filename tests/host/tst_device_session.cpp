@@ -104,6 +104,28 @@ TEST_F(DeviceSessionTest, CountsWhatIsLostAndRefusesWhatRunsBackwards)
     EXPECT_EQ(log.take().filter(QStringLiteral("refused")).size(), 3) << "one line each";
 }
 
+TEST_F(DeviceSessionTest, NothingThatWasWholeIsLostWhenThePeerCloses)
+{
+    bool isFull = false;
+    open();
+    session->setFlowControl([&] { return isFull; });
+    ASSERT_TRUE(runUntil([&] { return instrument.count("start") == 1; })) << ended.toStdString();
+    isFull = true;
+    constexpr int Blocks = 3000; // more than are read in one turn
+    QByteArray bytes;
+    for (int i = 0; i < Blocks; ++i)
+        bytes += instrument.block(0, i % 60).replace("\"index\":" + QByteArray::number(i % 60),
+                                                     "\"index\":" + QByteArray::number(i));
+    instrument.send(bytes + "{\"message\":\"peri");
+    instrument.host->disconnectFromHost();
+    ASSERT_TRUE(waitForPeriods(1));
+    runUntil([] { return false; }, 50);
+    EXPECT_EQ(received.size(), 1);
+    isFull = false;
+    ASSERT_TRUE(waitForPeriods(Blocks));
+    ASSERT_TRUE(runUntil([&] { return instrument.hosts == 2; })) << "and only then it is closed, and opened again";
+}
+
 TEST_F(DeviceSessionTest, AWrongLineCostsOneLineAndNothingElse)
 {
     const QByteArray lines[] = {
@@ -159,7 +181,12 @@ TEST_F(DeviceSessionTest, FailsWithOneSentence)
         {instrument.announcement(2, {}, ""), "not complete"},
         {instrument.announcement(0), "0 channels"},
         {instrument.announcement(1).replace(":1}", ":2147483648}"), "0 channels"},
-        {instrument.announcement(100'000), "100000 channels"},
+        {instrument.announcement(100'000) +
+             R"({"message":"response","id":1,"parameter":"x","status":"ok"})"
+             "\n" +
+             instrument.block(0, 0),
+         "100000 channels"},
+        {instrument.announcement(1, {}, QByteArray(300, 's')), "beyond all bounds"},
         {instrument.announcement(2, R"(,"channels":["index=1"])"), "not valid"},
         {instrument.announcement(1, R"(,"channels":["coupling_type=moon"])"), "not valid"},
     };
