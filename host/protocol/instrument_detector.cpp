@@ -7,6 +7,14 @@ namespace NoxHost
 
 using Shared::Communication::Protocols::ProtocolVersion;
 
+namespace
+{
+
+/// What an instrument speaks that does not say so.
+const QString FirstVersion = QStringLiteral("1.0");
+
+} // namespace
+
 InstrumentDetector::InstrumentDetector(
     const std::shared_ptr<Shared::Communication::Connections::Connection> &connection, int timeoutMs)
     : ProtocolDetector(connection), m_stream(std::make_shared<MessageStream>(connection))
@@ -25,7 +33,7 @@ void InstrumentDetector::onMessage(const WireMessage &message)
         m_stream->reportError(QStringLiteral("\"%1\" came before the announcement").arg(message.name.left(80)));
         return;
     }
-    const QString text = message.object.value(Wire::Announce::ProtocolVersion).toString();
+    const QString text = message.object.value(Wire::Announce::ProtocolVersion).toString(FirstVersion);
     const ProtocolVersion version = ProtocolVersion::FromString(text);
     if (!version.isValid()) {
         m_stream->reportError(QStringLiteral("\"%1\" is no protocol version").arg(text.left(80)));
