@@ -124,7 +124,8 @@ double medianLatencyMs()
     session.finish();
     const std::lock_guard guard(mutex);
     if (latencies.size() != 2 * Periods)
-        throw std::runtime_error(std::to_string(latencies.size()) + " results instead of " + std::to_string(2 * Periods));
+        throw std::runtime_error(std::to_string(latencies.size()) + " results instead of " +
+                                 std::to_string(2 * Periods));
     const auto middle = latencies.begin() + std::ptrdiff_t(latencies.size() / 2);
     std::nth_element(latencies.begin(), middle, latencies.end());
     return *middle;
