@@ -95,6 +95,7 @@ Contest blocksToResults()
         for (const auto &entry : entries) {
             CommonNOX::Data::Period period;
             benchmark::DoNotOptimize(period.preProcess(entry, GatingStatus::Off, false, 0.0, 360.0, false));
+            benchmark::DoNotOptimize(period.getEvaluatedEvents());
         }
     };
     return {{[evaluation] { evaluation->run(); }, double(Channels) * BlocksOfPass * PeaksOfBlock},

@@ -29,23 +29,31 @@ double ticksSince(qint64 start, qint64 time)
     return double(qint64(quint64(time) - quint64(start)));
 }
 
+/// Whether events are stored, or statistics alone are gathered, in the same steps.
+enum class Events { Stored, LeftOut };
+
 /// The plain form, one peak at a time. The pairs below give the same to the last bit.
-void addEvent(const PeakData &peak, const EventScale &scale, EvaluatedEvent &event, EventStatistics &statistics)
+template <Events events>
+void addEvent(const PeakData &peak, const EventScale &scale, EvaluatedEvent *event, EventStatistics &statistics)
 {
-    event.time = peak.time;
-    event.charge = peak.amplitude * scale.chargeScale;
-    event.phase = ticksSince(scale.startTime, peak.time) * scale.phaseSpan / scale.extent + scale.phaseOffset;
-    event.voltage = peak.voltage * scale.voltageScale;
-    event.flags = peak.flags;
+    const double charge = peak.amplitude * scale.chargeScale;
     const bool gated = (peak.flags & PeakFlagGated) != 0;
-    event.counted = !(scale.suppressGated && gated);
+    const bool counted = !(scale.suppressGated && gated);
+    if constexpr (events == Events::Stored) {
+        event->time = peak.time;
+        event->charge = charge;
+        event->phase = ticksSince(scale.startTime, peak.time) * scale.phaseSpan / scale.extent + scale.phaseOffset;
+        event->voltage = peak.voltage * scale.voltageScale;
+        event->flags = peak.flags;
+        event->counted = counted;
+    }
     statistics.gatedCount += gated ? 1 : 0;
-    if (!event.counted)
+    if (!counted)
         return;
-    const double magnitude = std::abs(event.charge);
+    const double magnitude = std::abs(charge);
     statistics.absoluteMaximum = std::max(statistics.absoluteMaximum, magnitude);
     statistics.absoluteMinimum = std::min(statistics.absoluteMinimum, magnitude);
-    const bool negative = event.charge < 0.0;
+    const bool negative = charge < 0.0;
     double &maximum = negative ? statistics.negativeMaximum : statistics.positiveMaximum;
     maximum = std::max(maximum, magnitude);
     (negative ? statistics.negativeCount : statistics.positiveCount) += 1;
@@ -105,6 +113,21 @@ quint16 flagsAndCounted(const PeakData &peak, quint32 gated)
 }
 
 template <bool SuppressGated>
+void storePair(const PeakData *peaks, __m128i first, __m128i second, __m128d firstScaled, __m128d secondScaled,
+               const quint32 (&gated)[2], const PairScale &scale, EvaluatedEvent *events, PairStatistics &statistics)
+{
+    const __m128i ticks = _mm_sub_epi64(_mm_unpackhi_epi64(first, second), scale.start);
+    statistics.timeRange = _mm_or_si128(statistics.timeRange, _mm_add_epi64(ticks, _mm_set1_epi64x(qint64(1) << 31)));
+    const __m128d sinceStart = _mm_cvtepi32_pd(_mm_shuffle_epi32(ticks, _MM_SHUFFLE(3, 1, 2, 0)));
+    // Divided, not multiplied by a reciprocal: cells of a pattern lie on exact ticks, and a last bit moves a pulse.
+    const __m128d phases = _mm_add_pd(_mm_div_pd(_mm_mul_pd(sinceStart, scale.span), scale.extent), scale.offset);
+    storeEvent(events[0], _mm_shuffle_pd(_mm_castsi128_pd(first), firstScaled, 1),
+               _mm_shuffle_pd(phases, firstScaled, 2), flagsAndCounted<SuppressGated>(peaks[0], gated[0]));
+    storeEvent(events[1], _mm_shuffle_pd(_mm_castsi128_pd(second), secondScaled, 1),
+               _mm_shuffle_pd(phases, secondScaled, 3), flagsAndCounted<SuppressGated>(peaks[1], gated[1]));
+}
+
+template <bool SuppressGated, Events kind>
 void addPair(const PeakData *peaks, const PairScale &scale, EvaluatedEvent *events, PairStatistics &statistics)
 {
     const __m128i first = _mm_loadu_si128(reinterpret_cast<const __m128i *>(peaks));
@@ -112,18 +135,10 @@ void addPair(const PeakData *peaks, const PairScale &scale, EvaluatedEvent *even
     const __m128d firstScaled = _mm_mul_pd(_mm_cvtepi32_pd(first), scale.scales);
     const __m128d secondScaled = _mm_mul_pd(_mm_cvtepi32_pd(second), scale.scales);
 
-    const __m128i ticks = _mm_sub_epi64(_mm_unpackhi_epi64(first, second), scale.start);
-    statistics.timeRange = _mm_or_si128(statistics.timeRange, _mm_add_epi64(ticks, _mm_set1_epi64x(qint64(1) << 31)));
-    const __m128d sinceStart = _mm_cvtepi32_pd(_mm_shuffle_epi32(ticks, _MM_SHUFFLE(3, 1, 2, 0)));
-    // Divided, not multiplied by a reciprocal: cells of a pattern lie on exact ticks, and a last bit moves a pulse.
-    const __m128d phases = _mm_add_pd(_mm_div_pd(_mm_mul_pd(sinceStart, scale.span), scale.extent), scale.offset);
-
     const quint32 gated[2] = {quint32(peaks[0].flags & PeakFlagGated), quint32(peaks[1].flags & PeakFlagGated)};
     statistics.gated += gated[0] + gated[1];
-    storeEvent(events[0], _mm_shuffle_pd(_mm_castsi128_pd(first), firstScaled, 1),
-               _mm_shuffle_pd(phases, firstScaled, 2), flagsAndCounted<SuppressGated>(peaks[0], gated[0]));
-    storeEvent(events[1], _mm_shuffle_pd(_mm_castsi128_pd(second), secondScaled, 1),
-               _mm_shuffle_pd(phases, secondScaled, 3), flagsAndCounted<SuppressGated>(peaks[1], gated[1]));
+    if constexpr (kind == Events::Stored)
+        storePair<SuppressGated>(peaks, first, second, firstScaled, secondScaled, gated, scale, events, statistics);
 
     __m128d charges = _mm_unpacklo_pd(firstScaled, secondScaled);
     __m128d magnitudes = _mm_andnot_pd(_mm_set1_pd(-0.0), charges);
@@ -140,19 +155,23 @@ void addPair(const PeakData *peaks, const PairScale &scale, EvaluatedEvent *even
 }
 
 /// False, with the events to be built again, when a time lies further than 31 bits from the start.
-template <bool SuppressGated>
+template <bool SuppressGated, Events kind>
 bool addPairs(const PeakData *peaks, int count, const EventScale &eventScale, EvaluatedEvent *events,
               EventStatistics &statistics)
 {
     const PairScale scale(eventScale);
     PairStatistics pairs;
     for (int i = 0; i < count; i += 2) {
-        // Buffers come from the pool and have mostly left the caches: their lines are asked for early. The last
-        // requests lie behind the buffer; asking is no access.
-        const auto ahead = reinterpret_cast<std::uintptr_t>(events + i) + PrefetchedBytes;
-        __builtin_prefetch(reinterpret_cast<const void *>(ahead), 1);
-        __builtin_prefetch(reinterpret_cast<const void *>(ahead + sizeof(EvaluatedEvent)), 1);
-        addPair<SuppressGated>(peaks + i, scale, events + i, pairs);
+        EvaluatedEvent *pair = nullptr;
+        if constexpr (kind == Events::Stored) {
+            // Buffers come from the pool and have mostly left the caches: their lines are asked for early. The last
+            // requests lie behind the buffer; asking is no access.
+            pair = events + i;
+            const auto ahead = reinterpret_cast<std::uintptr_t>(pair) + PrefetchedBytes;
+            __builtin_prefetch(reinterpret_cast<const void *>(ahead), 1);
+            __builtin_prefetch(reinterpret_cast<const void *>(ahead + sizeof(EvaluatedEvent)), 1);
+        }
+        addPair<SuppressGated, kind>(peaks + i, scale, pair, pairs);
     }
 
     quint64 range[2];
@@ -178,6 +197,7 @@ bool addPairs(const PeakData *peaks, int count, const EventScale &eventScale, Ev
 }
 
 /// How many leading peaks were built two at a time.
+template <Events kind>
 int buildPairs(const PeakData *peaks, int count, const EventScale &scale, EvaluatedEvent *events,
                EventStatistics &statistics)
 {
@@ -185,13 +205,14 @@ int buildPairs(const PeakData *peaks, int count, const EventScale &scale, Evalua
     // With a scale that is not finite a charge may be NaN, which the comparisons of pairs treat otherwise.
     if (!std::isfinite(scale.chargeScale) || even == 0)
         return 0;
-    const bool built = scale.suppressGated ? addPairs<true>(peaks, even, scale, events, statistics)
-                                           : addPairs<false>(peaks, even, scale, events, statistics);
+    const bool built = scale.suppressGated ? addPairs<true, kind>(peaks, even, scale, events, statistics)
+                                           : addPairs<false, kind>(peaks, even, scale, events, statistics);
     return built ? even : 0;
 }
 
 #else
 
+template <Events>
 int buildPairs(const PeakData *, int, const EventScale &, EvaluatedEvent *, EventStatistics &)
 {
     return 0;
@@ -199,18 +220,29 @@ int buildPairs(const PeakData *, int, const EventScale &, EvaluatedEvent *, Even
 
 #endif
 
-} // namespace
-
-EventStatistics BuildEvents(const PeakData *peaks, int count, const EventScale &scale, EvaluatedEvent *events)
+template <Events kind>
+EventStatistics build(const PeakData *peaks, int count, const EventScale &scale, EvaluatedEvent *events)
 {
     if (count <= 0)
         return {};
     EventStatistics statistics;
     statistics.absoluteMinimum = Largest;
-    int built = buildPairs(peaks, count, scale, events, statistics);
+    int built = buildPairs<kind>(peaks, count, scale, events, statistics);
     for (; built < count; ++built)
-        addEvent(peaks[built], scale, events[built], statistics);
+        addEvent<kind>(peaks[built], scale, kind == Events::Stored ? events + built : nullptr, statistics);
     return statistics;
+}
+
+} // namespace
+
+EventStatistics BuildEvents(const PeakData *peaks, int count, const EventScale &scale, EvaluatedEvent *events)
+{
+    return build<Events::Stored>(peaks, count, scale, events);
+}
+
+EventStatistics GatherStatistics(const PeakData *peaks, int count, const EventScale &scale)
+{
+    return build<Events::LeftOut>(peaks, count, scale, nullptr);
 }
 
 } // namespace CommonNOX::Data

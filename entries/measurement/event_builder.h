@@ -37,4 +37,8 @@ struct EventStatistics
 NOX_EXPORT EventStatistics BuildEvents(const Entries::Results::Space2D::PeakData *peaks, int count,
                                        const EventScale &scale, EvaluatedEvent *events);
 
+/// The same statistics to the last bit, without the events.
+NOX_EXPORT EventStatistics GatherStatistics(const Entries::Results::Space2D::PeakData *peaks, int count,
+                                            const EventScale &scale);
+
 } // namespace CommonNOX::Data

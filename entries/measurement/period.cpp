@@ -94,6 +94,7 @@ bool Period::build(const DataEntry *entry, GatingStatus gatingStatus, bool inver
     const std::unique_lock guard(m_lock);
     EventBufferPool::getInstance().give(std::move(m_events));
     m_events = EvaluatedEventVector();
+    m_peaks = PeakVector();
     m_durationInMs = 0.0;
     m_statistics = {};
     m_times = {};
@@ -115,7 +116,7 @@ bool Period::build(const DataEntry *entry, GatingStatus gatingStatus, bool inver
     m_pdCalibrated = pd.calibrated;
     m_tvCalibrated = tv.calibrated;
 
-    EventScale scale;
+    EventScale &scale = m_scale;
     scale.startTime = m_times.start;
     scale.extent = extent;
     scale.phaseSpan = std::min(phaseSpan, FullTurn);
@@ -123,8 +124,8 @@ bool Period::build(const DataEntry *entry, GatingStatus gatingStatus, bool inver
     scale.chargeScale = invert ? -pd.factor : pd.factor;
     scale.voltageScale = tv.factor;
     scale.suppressGated = gatingStatus == GatingStatus::Suppressing;
-    m_events = EventBufferPool::getInstance().take(peaks.size());
-    m_statistics = BuildEvents(peaks.constData(), peaks.size(), scale, m_events.data());
+    m_peaks = peaks;
+    m_statistics = GatherStatistics(peaks.constData(), peaks.size(), scale);
     return true;
 }
 
@@ -187,14 +188,24 @@ double Period::getDurationInMs() const
 
 EvaluatedEventVector Period::getEvaluatedEvents() const
 {
-    const std::shared_lock guard(m_lock);
+    {
+        const std::shared_lock guard(m_lock);
+        if (m_events.size() == m_peaks.size())
+            return m_events;
+    }
+    const std::unique_lock guard(m_lock);
+    // Another thread may have been faster.
+    if (m_events.size() != m_peaks.size()) {
+        m_events = EventBufferPool::getInstance().take(m_peaks.size());
+        BuildEvents(m_peaks.constData(), m_peaks.size(), m_scale, m_events.data());
+    }
     return m_events;
 }
 
 quint32 Period::getNumberOfElements() const
 {
     const std::shared_lock guard(m_lock);
-    return quint32(m_events.size());
+    return quint32(m_peaks.size());
 }
 
 quint32 Period::getNumberOfPositiveEvents() const

@@ -5,6 +5,7 @@
 #include "entries/measurement/evaluated_event.h"
 #include "entries/measurement/event_builder.h"
 #include "entries/measurement/gating_status.h"
+#include "entries/measurement/peak.h"
 #include "nox_export.h"
 
 #include <QString>
@@ -60,6 +61,7 @@ public:
     /// one sampling rate. Kept on purpose; no reading uses it.
     double getDurationInMs() const;
 
+    /// Built when they are first asked for, and then kept: what reads statistics alone does not pay for them.
     EvaluatedEventVector getEvaluatedEvents() const;
     quint32 getNumberOfElements() const;
     quint32 getNumberOfPositiveEvents() const;
@@ -105,7 +107,9 @@ private:
     quint32 m_flags = 0;
     double m_durationInMs = 0.0;
     double m_testVoltage = std::numeric_limits<double>::quiet_NaN();
-    EvaluatedEventVector m_events;
+    Entries::Results::Space2D::PeakVector m_peaks;
+    EventScale m_scale;
+    mutable EvaluatedEventVector m_events; // as many as there are peaks once somebody has asked for them
     EventStatistics m_statistics;
     bool m_pdCalibrated = false;
     bool m_tvCalibrated = false;
