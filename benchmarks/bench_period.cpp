@@ -116,7 +116,6 @@ Contest preProcessAgainstCopy(int count)
         for (const auto &entry : entries) {
             CommonNOX::Data::Period period;
             benchmark::DoNotOptimize(period.preProcess(entry, GatingStatus::Off, false, 0.0, 360.0, false));
-            benchmark::DoNotOptimize(period.getEvaluatedEvents());
         }
     };
     return {{build, double(FreshPeaks)}, overSlices(MakePeaks(FreshPeaks), count, copyFields)};

@@ -69,7 +69,7 @@ Scale readScale(const DataEntry &entry, const QString &correctionName, const QSt
 
 } // namespace
 
-Period::Period() = default;
+Period::Period(Events events) : m_whenBuilt(events) {}
 
 Period::~Period()
 {
@@ -125,7 +125,12 @@ bool Period::build(const DataEntry *entry, GatingStatus gatingStatus, bool inver
     scale.voltageScale = tv.factor;
     scale.suppressGated = gatingStatus == GatingStatus::Suppressing;
     m_peaks = peaks;
-    m_statistics = GatherStatistics(peaks.constData(), peaks.size(), scale);
+    if (m_whenBuilt == Events::WhenAsked) {
+        m_statistics = GatherStatistics(peaks.constData(), peaks.size(), scale);
+        return true;
+    }
+    m_events = EventBufferPool::getInstance().take(peaks.size());
+    m_statistics = BuildEvents(peaks.constData(), peaks.size(), scale, m_events.data());
     return true;
 }
 

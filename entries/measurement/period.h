@@ -30,7 +30,11 @@ namespace CommonNOX::Data
 class NOX_EXPORT Period
 {
 public:
-    Period();
+    /// When events are built: in one pass with the statistics, or when somebody asks for them, for those who mostly
+    /// read statistics alone.
+    enum class Events { AtOnce, WhenAsked };
+
+    explicit Period(Events events = Events::AtOnce);
     Period(const Period &) = delete;
     Period &operator=(const Period &) = delete;
     ~Period();
@@ -61,7 +65,7 @@ public:
     /// one sampling rate. Kept on purpose; no reading uses it.
     double getDurationInMs() const;
 
-    /// Built when they are first asked for, and then kept: what reads statistics alone does not pay for them.
+    /// With Events::WhenAsked the first call builds them; they are kept.
     EvaluatedEventVector getEvaluatedEvents() const;
     quint32 getNumberOfElements() const;
     quint32 getNumberOfPositiveEvents() const;
@@ -109,6 +113,7 @@ private:
     double m_testVoltage = std::numeric_limits<double>::quiet_NaN();
     Entries::Results::Space2D::PeakVector m_peaks;
     EventScale m_scale;
+    const Events m_whenBuilt;
     mutable EvaluatedEventVector m_events; // as many as there are peaks once somebody has asked for them
     EventStatistics m_statistics;
     bool m_pdCalibrated = false;

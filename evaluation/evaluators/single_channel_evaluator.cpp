@@ -182,7 +182,8 @@ void SingleChannelEvaluator::evaluatePeriod(quint64 index, const QVariant &entry
         return typed && period.preProcess(typed, m_gating, m_options.invert, m_options.phaseOffset, m_options.phaseSpan,
                                           m_options.ignoreCorrections);
     };
-    const auto period = std::make_shared<Data::Period>();
+    // Charge readings need statistics alone; storing events costs more than all the rest.
+    const auto period = std::make_shared<Data::Period>(Data::Period::Events::WhenAsked);
     period->setTestVoltage(testVoltage);
     if (build(*period, entryOf<PeriodV2>(entry)) || build(*period, entryOf<PeriodV1>(entry))) {
         for (const auto &wrapper : m_wrappers)

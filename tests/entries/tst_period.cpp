@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -163,13 +164,35 @@ Case randomCase(std::mt19937 &random)
 TEST(Period, EqualsAPlainModelToTheLastBit)
 {
     std::mt19937 random(20240229);
-    Period reused;
+    Period reused, lazy(Period::Events::WhenAsked);
     for (int seed = 0; seed < 5000; ++seed) {
         const Case c = randomCase(random);
         ASSERT_TRUE(build(reused, c));
         expectEqual(reused, c, seed);
+        ASSERT_TRUE(build(lazy, c));
+        expectEqual(lazy, c, seed);
         if (testing::Test::HasFailure())
             return;
+    }
+}
+
+TEST(Period, EventsAreBuiltOnceForAllWhoAskAtOnce)
+{
+    Case c;
+    for (int i = 0; i < 1000; ++i)
+        c.peaks.append({i, i, 1000 + i % 1000, 0});
+    for (int round = 0; round < 50; ++round) {
+        Period period(Period::Events::WhenAsked);
+        ASSERT_TRUE(build(period, c));
+        EXPECT_EQ(period.getNumberOfElements(), 1000u);
+        std::array<const EvaluatedEvent *, 3> seen{};
+        std::vector<std::thread> askers;
+        for (auto &place : seen)
+            askers.emplace_back([&] { place = period.getEvaluatedEvents().constData(); });
+        for (std::thread &asker : askers)
+            asker.join();
+        EXPECT_TRUE(seen[0] == seen[1] && seen[1] == seen[2]) << "the same events";
+        expectEqual(period, c, round);
     }
 }
 
