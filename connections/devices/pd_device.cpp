@@ -1,6 +1,7 @@
 #include "connections/devices/pd_device.h"
 
 #include "connections/devices/device_health_source.h"
+#include "connections/devices/device_recorder_interface.h"
 #include "entries/catalogue/results_pd.h"
 #include "entries/measurement/voltage_scope.h"
 #include "entries/property_keys.h"
@@ -14,13 +15,26 @@
 namespace CommonNOX::Devices
 {
 
+DeviceRecorderInterface::~DeviceRecorderInterface() = default;
+
 namespace
 {
 
 /// How many scopes back a block may come.
 constexpr std::size_t KeptVoltages = 1024;
 
+DeviceRecorderCreator &recorderCreator()
+{
+    static DeviceRecorderCreator creator;
+    return creator;
+}
+
 } // namespace
+
+void InstallDeviceRecorderCreator(const DeviceRecorderCreator &creator)
+{
+    recorderCreator() = creator;
+}
 
 struct PdDevice::Private
 {
@@ -31,8 +45,10 @@ struct PdDevice::Private
     mutable std::mutex mutex;
     std::shared_ptr<DeviceHealthSource> healthSource;
     Shared::CallBackList<int, quint64, PeriodBlockPtr, TestVoltages> periodBlockReceivers;
-    Shared::CallBackList<VoltageScopePtr> voltageScopeReceivers;
+    Shared::CallBackList<VoltageScopePtr, quint64> voltageScopeReceivers;
     std::map<quint64, double> voltages; // by the first period; of the delivering thread
+    // Last: it is subscribed to the receivers.
+    std::unique_ptr<DeviceRecorderInterface> recorder;
 };
 
 PdDevice::PdDevice(const ReaderConstPtr &reader, const QString &path, const QString &identification,
@@ -45,7 +61,10 @@ PdDevice::PdDevice(const ReaderConstPtr &reader, const QString &path, const QStr
     d->channels = channels;
 }
 
-PdDevice::~PdDevice() = default;
+PdDevice::~PdDevice()
+{
+    d->recorder.reset();
+}
 
 QString PdDevice::getPath() const
 {
@@ -62,6 +81,13 @@ QString PdDevice::getSerialNumber() const
     const QString serial =
         Utilities::GuiContextVisitor(getContext()).getProperty(QStringLiteral("serial_number")).toString();
     return serial.isEmpty() ? d->identification : serial;
+}
+
+QString PdDevice::getResultsName() const
+{
+    const QString name =
+        Utilities::GuiContextVisitor(getContext()).getProperty(QStringLiteral("results_name")).toString();
+    return name.isEmpty() ? getSerialNumber() : name;
 }
 
 const QList<Channels::ChannelInformation> &PdDevice::getChannels() const
@@ -99,6 +125,19 @@ void PdDevice::setHealthSource(const std::shared_ptr<DeviceHealthSource> &source
     d->healthSource = source;
 }
 
+bool PdDevice::initializeRecording(const QString &folder)
+{
+    if (d->recorder || !recorderCreator())
+        return false;
+    d->recorder = recorderCreator()(*this, folder);
+    return d->recorder != nullptr;
+}
+
+DeviceRecorderInterface *PdDevice::getRecorder() const
+{
+    return d->recorder.get();
+}
+
 bool PdDevice::addPeriodBlock(int channel, quint64 index, const PeriodBlockPtr &block)
 {
     if (!findChannel(channel))
@@ -124,7 +163,7 @@ void PdDevice::addVoltageScope(const VoltageScopePtr &scope, quint64 firstPeriod
         if (d->voltages.size() > KeptVoltages)
             d->voltages.erase(d->voltages.begin());
     }
-    d->voltageScopeReceivers.call(scope);
+    d->voltageScopeReceivers.call(scope, firstPeriod);
 }
 
 Shared::Subscription PdDevice::subscribePeriodBlocks(PeriodBlockReceiver receiver)

@@ -23,6 +23,7 @@ namespace CommonNOX::Devices
 {
 
 class DeviceHealthSource;
+class DeviceRecorderInterface;
 using ReaderConstPtr = std::shared_ptr<const Shared::GuiContexts::ReaderInterface>;
 
 /// A partial-discharge device with a fixed set of channels.
@@ -41,7 +42,7 @@ public:
     using TestVoltages = QVector<double>;
     using PeriodBlockReceiver =
         std::function<void(int channel, quint64 index, const PeriodBlockPtr &block, const TestVoltages &testVoltages)>;
-    using VoltageScopeReceiver = std::function<void(const VoltageScopePtr &scope)>;
+    using VoltageScopeReceiver = std::function<void(const VoltageScopePtr &scope, quint64 firstPeriod)>;
 
     PdDevice(const ReaderConstPtr &reader, const QString &path, const QString &identification,
              const QList<Channels::ChannelInformation> &channels);
@@ -52,6 +53,9 @@ public:
     /// The property "serial_number" of the device's context; the identification while that is empty. Results are
     /// kept under it.
     QString getSerialNumber() const;
+    /// The property "results_name" of the device's context; the serial number while that is empty. The data store keeps
+    /// the device's results under it.
+    QString getResultsName() const;
     const QList<Channels::ChannelInformation> &getChannels() const;
     /// Null for an unknown channel.
     const Channels::ChannelInformation *findChannel(int channel) const;
@@ -62,6 +66,12 @@ public:
     /// Where the monitoring tasks read the device's state; null when the device tells nothing.
     std::shared_ptr<DeviceHealthSource> getHealthSource() const;
     void setHealthSource(const std::shared_ptr<DeviceHealthSource> &source);
+
+    /// Makes the device's recorder, whose files go into the folder; it is controlled through the device's attributes below
+    /// "recording". False when there is one already, and without the floor that records.
+    bool initializeRecording(const QString &folder);
+    /// Null before initializeRecording().
+    DeviceRecorderInterface *getRecorder() const;
 
     /// Hands a received block to the subscribers, in the calling thread, with the test voltages of its periods, so that
     /// what depends on them does not depend on how threads run. False for an unknown channel.

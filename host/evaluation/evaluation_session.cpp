@@ -289,7 +289,7 @@ void EvaluationSession::follow(const std::shared_ptr<PdDevice> &device)
     d->subscriptions.push_back(device->subscribePeriodBlocks(
         [this](int channel, quint64 index, const PdDevice::PeriodBlockPtr &block,
                const PdDevice::TestVoltages &testVoltages) { d->takeBlock(channel, index, block, testVoltages); }));
-    d->subscriptions.push_back(device->subscribeVoltageScopes([this](const PdDevice::VoltageScopePtr &scope) {
+    d->subscriptions.push_back(device->subscribeVoltageScopes([this](const PdDevice::VoltageScopePtr &scope, quint64) {
         if (d->deviceEvaluator)
             d->deviceEvaluator->addNewReceivedVoltageScope(scope);
     }));
