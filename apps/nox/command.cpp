@@ -106,11 +106,9 @@ std::optional<qint64> CommandLine::wholeNumber(const QString &option, qint64 low
     return std::nullopt;
 }
 
-std::optional<double> CommandLine::duration(const QString &option)
+std::optional<double> readTime(const QString &words)
 {
-    if (!m_parser.isSet(option))
-        return std::nullopt;
-    QString text = m_parser.value(option).trimmed();
+    QString text = words.trimmed();
     double factor = 1.0;
     for (const TimeUnit &unit : TimeUnits) {
         const QLatin1String suffix(unit.suffix);
@@ -122,10 +120,18 @@ std::optional<double> CommandLine::duration(const QString &option)
     }
     bool isNumber = false;
     const double value = text.toDouble(&isNumber) * factor;
-    if (isNumber && std::isfinite(value) && value >= 0.0)
-        return value;
-    complain(QStringLiteral("--%1: \"%2\" is not a time such as 10s or 500ms.").arg(option, m_parser.value(option)));
-    return std::nullopt;
+    return isNumber && std::isfinite(value) && value >= 0.0 ? std::optional(value) : std::nullopt;
+}
+
+std::optional<double> CommandLine::duration(const QString &option)
+{
+    if (!m_parser.isSet(option))
+        return std::nullopt;
+    const auto value = readTime(m_parser.value(option));
+    if (!value)
+        complain(
+            QStringLiteral("--%1: \"%2\" is not a time such as 10s or 500ms.").arg(option, m_parser.value(option)));
+    return value;
 }
 
 } // namespace Nox

@@ -23,12 +23,19 @@ struct Command
 
 int runEvaluate(const QStringList &arguments);
 int runMeasure(const QStringList &arguments);
+int runReplay(const QStringList &arguments);
+int runInfo(const QStringList &arguments);
+int runExport(const QStringList &arguments);
+int runImport(const QStringList &arguments);
+int runRepair(const QStringList &arguments);
 int runSimulate(const QStringList &arguments);
 int runDiscover(const QStringList &arguments);
 int runEntries(const QStringList &arguments);
 
 /// Fit for a terminal, whatever an instrument or a file may have put into it: no line ends, no control characters.
 QString toOneLine(const QString &text);
+/// A time such as `10s`, `500ms`, `2min` or a bare number of seconds, in seconds; nothing for anything else.
+std::optional<double> readTime(const QString &words);
 /// One sentence on standard error, behind the program's name.
 void printMessage(const QString &sentence);
 

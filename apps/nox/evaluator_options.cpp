@@ -1,5 +1,6 @@
 #include "apps/nox/evaluator_options.h"
 
+#include "evaluation/context_keys.h"
 #include "evaluation/processors/processor_names.h"
 #include "host/evaluation/evaluation_session.h"
 #include "host/evaluation/reading_format.h"
@@ -54,6 +55,22 @@ EvaluatorOptions::EvaluatorOptions(CommandLine &line)
     m_settings.tau1 = line.number(text("tau1"), -Largest, Largest);
     m_settings.tau2 = line.number(text("tau2"), -Largest, Largest);
     m_settings.initialQiec = line.number(text("initial-qiec"), -Largest, Largest);
+    namespace ContextKeys = CommonNOX::Evaluation::ContextKeys;
+    const std::pair<const char *, QLatin1String> keys[] = {
+        {"evaluators", ContextKeys::UsedEvaluators},
+        {"gating", ContextKeys::Gating},
+        {"invert", ContextKeys::Invert},
+        {"phase-offset", ContextKeys::PhaseOffset},
+        {"phase-span", ContextKeys::PhaseSpan},
+        {"ignore-corrections", ContextKeys::IgnoreCorrections},
+        {"tau1", ContextKeys::QiecTau1},
+        {"tau2", ContextKeys::QiecTau2},
+        {"initial-qiec", ContextKeys::InitialQiec},
+    };
+    for (const auto &[option, key] : keys) {
+        if (parser.isSet(text(option)))
+            m_settings.given.append(key);
+    }
     readFormat(line);
 }
 

@@ -16,6 +16,7 @@ using namespace Nox;
 constexpr Command Commands[] = {
     {"evaluate", "evaluate pulses from a file", &runEvaluate},
     {"measure", "measure on an instrument", &runMeasure},
+    {"replay", "play a recording back", &runReplay},
     {"simulate", "be a simulated instrument on the network", &runSimulate},
     {"discover", "list instruments and other devices on the network", &runDiscover},
     {"entries", "list the catalogue of entry classes", &runEntries},

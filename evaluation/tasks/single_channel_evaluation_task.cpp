@@ -3,6 +3,7 @@
 #include "evaluation/context_keys.h"
 #include "evaluation/evaluators/pd_channel_evaluator.h"
 #include "evaluation/processors/processor_names.h"
+#include "evaluation/tasks/channel_settings.h"
 #include "evaluation/tasks/qtut_worker.h"
 
 namespace CommonNOX::Tasks
@@ -81,13 +82,8 @@ void SingleChannelEvaluationTask::setupGating()
     const auto context = m_evaluator->getChannelContext();
     // Keys are written side by side: what was read first must not arrive last.
     const std::lock_guard guard(m_mutex);
-    m_evaluator->getEvaluator().setGatingStatus(GatingStatus(context.getProperty(ContextKeys::Gating, 0).toInt()));
-    Evaluation::Evaluators::PeriodBuildingOptions options;
-    options.invert = context.getProperty(ContextKeys::Invert, options.invert).toBool();
-    options.phaseOffset = context.getProperty(ContextKeys::PhaseOffset, options.phaseOffset).toDouble();
-    options.phaseSpan = context.getProperty(ContextKeys::PhaseSpan, options.phaseSpan).toDouble();
-    options.ignoreCorrections = context.getProperty(ContextKeys::IgnoreCorrections, options.ignoreCorrections).toBool();
-    m_evaluator->getEvaluator().setBuildingOptions(options);
+    m_evaluator->getEvaluator().setGatingStatus(ReadGatingStatus(context));
+    m_evaluator->getEvaluator().setBuildingOptions(ReadBuildingOptions(context));
 }
 
 void SingleChannelEvaluationTask::setupQtUtWorkerThread()

@@ -8,7 +8,9 @@
 #include "evaluation/context_keys.h"
 #include "evaluation/evaluators/device_evaluator.h"
 #include "evaluation/evaluators/single_channel_evaluator.h"
+#include "evaluation/processors/processor_names.h"
 #include "evaluation/processors/processors_factory.h"
+#include "evaluation/tasks/channel_settings.h"
 #include "evaluation/tasks/processor_set.h"
 #include "host/evaluation/reading_collector.h"
 #include "host/pulses/period_entry.h"
@@ -43,6 +45,8 @@ QString makeDeviceName()
     return QStringLiteral("session%1").arg(++count);
 }
 
+/// Tells who else looks for the device's results where they are.
+const QString ResultsNameKey = QStringLiteral("results_name");
 constexpr std::chrono::microseconds Pause(200);
 /// What a period takes besides its pulses: two entries, the period, its places in queues.
 constexpr qint64 BytesOfPeriod = 6 * 1024;
@@ -62,11 +66,10 @@ struct EvaluationSession::Private
     /// One channel's evaluator and what it has been fed but is not done with.
     struct Channel
     {
-        Channel(const std::shared_ptr<Utilities::ConfigurationTree> &tree, const QString &device, const QString &path,
-                int index)
-            : context(Shared::GuiContexts::MakeReader(path, tree)),
-              processors(CommonNOX::Tasks::MakeSingleChannelProcessorSet(Shared::GuiContexts::MakeReader(device, tree),
-                                                                         context, device, unsigned(index)))
+        Channel(const Processors::ReaderConstPtr &deviceContext, const Processors::ReaderConstPtr &channelContext,
+                const QString &device, int index)
+            : context(channelContext), processors(CommonNOX::Tasks::MakeSingleChannelProcessorSet(
+                                           deviceContext, channelContext, device, unsigned(index)))
         {
             evaluator.setObjectName(QStringLiteral("channel %1").arg(index));
         }
@@ -85,26 +88,71 @@ struct EvaluationSession::Private
         auto &channel = channels[index];
         if (channel)
             return *channel;
-        const QString path = tree->joinPath({deviceName, QStringLiteral("channels"), QString::number(index)});
-        channel = std::make_unique<Channel>(tree, deviceName, path, index);
+        if (device) {
+            channel =
+                std::make_unique<Channel>(device->getContext(), device->getChannelContext(index), deviceName, index);
+        } else {
+            const QString path = tree->joinPath({deviceName, QStringLiteral("channels"), QString::number(index)});
+            channel = std::make_unique<Channel>(Shared::GuiContexts::MakeReader(deviceName, tree),
+                                                Shared::GuiContexts::MakeReader(path, tree), deviceName, index);
+        }
         collector.addChannel(CommonNOX::GetDataEntryNameForDeviceChannel(deviceName, QString::number(index)), index);
         writeSettings(Utilities::GuiContextVisitor(channel->context));
-        channel->processors.setNames(settings.evaluators);
-        channel->evaluator.processorListChanged(channel->processors.getProcessors());
-        channel->evaluator.setGatingStatus(settings.gating);
-        channel->evaluator.setBuildingOptions(settings.building);
+        takeProcessors(*channel);
+        takeBuilding(*channel);
+        if (device)
+            followSettings(*channel);
         channel->evaluator.enableEvaluation(true);
         return *channel;
     }
 
+    /// Every setting is written, so that a recording of the device says how it was evaluated.
     void writeSettings(const Utilities::GuiContextVisitor &context) const
     {
+        const auto write = [&](const QString &key, const QVariant &value) {
+            if (settings.given.contains(key) || !context.getProperty(key).isValid())
+                context.setProperty(key, value);
+        };
+        write(ContextKeys::UsedEvaluators, settings.evaluators.join(QLatin1Char(';')));
+        write(ContextKeys::Gating, int(settings.gating));
+        write(ContextKeys::Invert, settings.building.invert);
+        write(ContextKeys::PhaseOffset, settings.building.phaseOffset);
+        write(ContextKeys::PhaseSpan, settings.building.phaseSpan);
+        write(ContextKeys::IgnoreCorrections, settings.building.ignoreCorrections);
+        // A time constant is left to its default, which a write of the same value would not be: the filter takes it up
+        // as a change.
         if (settings.tau1)
-            context.setProperty(ContextKeys::QiecTau1, *settings.tau1);
+            write(ContextKeys::QiecTau1, *settings.tau1);
         if (settings.tau2)
-            context.setProperty(ContextKeys::QiecTau2, *settings.tau2);
-        if (settings.initialQiec)
-            context.setProperty(ContextKeys::InitialQiec, *settings.initialQiec);
+            write(ContextKeys::QiecTau2, *settings.tau2);
+        write(ContextKeys::InitialQiec, settings.initialQiec.value_or(0.0));
+    }
+
+    static void takeProcessors(Channel &channel)
+    {
+        const Utilities::GuiContextVisitor context(channel.context);
+        if (channel.processors.setNames(
+                Processors::SplitProcessorNames(context.getProperty(ContextKeys::UsedEvaluators).toString())))
+            channel.evaluator.processorListChanged(channel.processors.getProcessors());
+    }
+
+    static void takeBuilding(Channel &channel)
+    {
+        const Utilities::GuiContextVisitor context(channel.context);
+        channel.evaluator.setGatingStatus(CommonNOX::Tasks::ReadGatingStatus(context));
+        channel.evaluator.setBuildingOptions(CommonNOX::Tasks::ReadBuildingOptions(context));
+    }
+
+    /// Changes come on the thread that drives the device, and hold from the next block on.
+    void followSettings(Channel &channel)
+    {
+        const Utilities::GuiContextVisitor context(channel.context);
+        subscriptions.push_back(context.subscribeProperty(
+            ContextKeys::UsedEvaluators, [&channel](const QString &, const QVariant &) { takeProcessors(channel); }));
+        for (const QLatin1String &key : {ContextKeys::Gating, ContextKeys::Invert, ContextKeys::PhaseOffset,
+                                         ContextKeys::PhaseSpan, ContextKeys::IgnoreCorrections})
+            subscriptions.push_back(context.subscribeProperty(
+                key, [&channel](const QString &, const QVariant &) { takeBuilding(channel); }));
     }
 
     /// Forgets what is done; the last period up to which every channel is done, if there is a limit.
@@ -191,12 +239,12 @@ struct EvaluationSession::Private
 
     void makeDeviceEvaluator()
     {
-        auto set =
-            CommonNOX::Tasks::MakeDeviceProcessorSet(Shared::GuiContexts::MakeReader(deviceName, tree), deviceName);
+        auto set = CommonNOX::Tasks::MakeDeviceProcessorSet(device->getContext(), deviceName);
         set.setNames(settings.evaluators);
         if (set.getProcessors().isEmpty())
             return;
         collector.addChannel(CommonNOX::GetDataEntryNameForDevice(deviceName), -1);
+        deviceProcessors = set.getNames();
         deviceEvaluator = std::make_unique<DeviceEvaluator>();
         deviceEvaluator->processorListChanged(set.getProcessors());
         deviceEvaluator->enableEvaluation(true);
@@ -237,6 +285,7 @@ struct EvaluationSession::Private
     quint64 refusedCount = 0;
     std::shared_ptr<PdDevice> device;
     std::unique_ptr<DeviceEvaluator> deviceEvaluator;
+    QStringList deviceProcessors;
     // Last, so that nothing is received any more when the rest goes.
     std::vector<Shared::Subscription> subscriptions;
 };
@@ -280,9 +329,28 @@ bool EvaluationSession::isFull()
     return d->isFull();
 }
 
+void EvaluationSession::settle()
+{
+    Private::waitWhile([this] { return d->settle().has_value() || !d->areScopesDone(); }, {});
+}
+
+QStringList EvaluationSession::getEvaluators() const
+{
+    QStringList names;
+    for (const auto &channel : d->channels)
+        names += channel.second->processors.getNames();
+    if (d->channels.empty())
+        names = d->settings.evaluators;
+    else
+        names += d->deviceProcessors;
+    names.removeDuplicates();
+    return names;
+}
+
 void EvaluationSession::follow(const std::shared_ptr<PdDevice> &device)
 {
     d->device = device;
+    Utilities::GuiContextVisitor(device->getContext()).setProperty(ResultsNameKey, d->deviceName);
     for (const auto &channel : device->getChannels())
         d->channelOf(channel.getChannelIndex());
     d->makeDeviceEvaluator();

@@ -52,10 +52,17 @@ public:
     /// Takes what the device receives from now on, in the thread that delivers it, without waiting: who drives the
     /// device looks at isFull() and stops reading. Its channels may run apart; one that lags more than MaximumLag
     /// periods behind is not waited for, and its readings come late. Scopes go to the device's processors.
+    ///
+    /// The settings are written into the contexts of the device's channels, those that are there already and were not
+    /// asked for apart; from then on the contexts say how the channels are evaluated.
     void follow(const std::shared_ptr<CommonNOX::Devices::PdDevice> &device);
     static constexpr quint64 MaximumLag = 16;
     /// Whether too much is on its way.
     bool isFull();
+    /// Waits until everything fed so far has been evaluated.
+    void settle();
+    /// Those that evaluate a followed device, of all its channels; else those of the settings.
+    QStringList getEvaluators() const;
 
     /// Readings of all periods that are complete: those before the latest one fed, once every processor is done with
     /// them; of a device those that every channel has delivered. In order of period, then channel, then processor; none

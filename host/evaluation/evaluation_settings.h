@@ -19,6 +19,9 @@ struct EvaluationSettings
     std::optional<double> tau1;        ///< seconds
     std::optional<double> tau2;        ///< seconds
     std::optional<double> initialQiec; ///< in the channel's PD unit
+    /// Keys of the channel's context that were asked for: of a device that has settings of its own, such as a
+    /// recording, only these are replaced.
+    QStringList given;
 };
 
 } // namespace NoxHost

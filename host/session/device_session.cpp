@@ -1,26 +1,19 @@
 #include "host/session/device_session.h"
 
-#include "connections/channels/channel_information.h"
 #include "connections/connection_paths.h"
-#include "connections/connection_request_parsers.h"
-#include "connections/devices/device_request_decoder.h"
+#include "connections/devices/device_recorder_interface.h"
 #include "connections/devices/device_request_response_provider.h"
-#include "connections/devices/pd_device.h"
 #include "connections/protocols/protocol_message_response.h"
 #include "entries/catalogue/results_pd.h"
-#include "entries/measurement/voltage_scope.h"
 #include "entries/property_keys.h"
 #include "host/log.h"
 #include "host/protocol/instrument_protocol.h"
 #include "host/protocol/message_stream.h"
 #include "host/pulses/period_entry.h"
 #include "host/session/parameter_requests.h"
-#include "host/transports/tcp_connection.h"
-#include "host/transports/transports.h"
 #include "platform/configuration_tree.h"
 #include "platform/visitors.h"
-
-#include <QJsonArray>
+#include "recording/replay_file.h"
 
 #include <algorithm>
 
@@ -28,70 +21,26 @@ namespace NoxHost
 {
 
 using namespace CommonNOX::Devices;
-using CommonNOX::Connections::ConnectionManager;
-using CommonNOX::Connections::ConnectionRequestParser;
 using CommonNOX::Entries::Results::Space2D::VoltageScopeV1;
 using CommonNOX::Protocols::ProtocolMessageResponse;
 using Shared::Communication::Protocols::ProtocolVersion;
 namespace Keys = CommonNOX::Entries::Keys;
 namespace Paths = CommonNOX::Connections::Paths;
+namespace Recording = CommonNOX::PD::Recording;
 
 namespace
 {
 
-const QString DeviceClass = QStringLiteral("pd");
-const QString DeviceSeries = QStringLiteral("nox");
-const QString AnnouncementLeaf = QStringLiteral("announcement");
-const QString DevicesPath = QStringLiteral("devices");
-const QString SerialNumberKey = QStringLiteral("serial_number");
 constexpr int ResumeMs = 1;
+constexpr int RecorderPatienceMs = 5000;
 /// A channel that is so many periods behind the others at their limit is not waited for: it is switched off.
 constexpr quint64 PeriodsOfPatience = 50;
-
-constexpr int LongestName = 256;
-constexpr int MostParameters = 10'000;
-
-/// The manager of the tree, made when there is none yet: sessions share it.
-std::shared_ptr<ConnectionManager> findManager(const std::shared_ptr<Utilities::ConfigurationTree> &tree)
-{
-    const QString leaf = Paths::ManagerLeaf(*tree, DeviceClass, DeviceSeries, Paths::Manager);
-    if (const auto manager = tree->read(leaf).value<std::shared_ptr<ConnectionManager>>())
-        return manager;
-    return ConnectionManager::InstallConnectionManager(
-        Shared::GuiContexts::MakeReader({}, tree), DeviceClass, DeviceSeries, makeConnectionFactories(),
-        &ConnectionRequestParser::CheckConnectDataForScheme, TcpConnection::DefaultTimeoutMs);
-}
-
-std::shared_ptr<DeviceRequestDecoder> findDecoder(const std::shared_ptr<Utilities::ConfigurationTree> &tree)
-{
-    const QString leaf = tree->joinPath({DevicesPath, AnnouncementLeaf});
-    auto decoder = std::dynamic_pointer_cast<DeviceRequestDecoder>(tree->getParser(leaf));
-    if (!decoder) {
-        decoder = std::make_shared<DeviceRequestDecoder>();
-        tree->setParser(leaf, decoder);
-    }
-    return decoder;
-}
-
-QList<Channels::ChannelInformation> readChannels(const QJsonArray &texts, unsigned int count)
-{
-    QList<Channels::ChannelInformation> channels;
-    for (int i = 0; i < int(count); ++i)
-        channels.append(Channels::ParseChannelInformationFromString(texts.at(i).toString(), i));
-    return channels;
-}
 
 } // namespace
 
 DeviceSession::DeviceSession(const LinkSettings &settings, const std::shared_ptr<Utilities::ConfigurationTree> &tree)
-    : m_tree(tree), m_manager(findManager(tree)), m_decoder(findDecoder(tree))
+    : MeasuringSession(tree)
 {
-    connect(
-        m_decoder.get(), &DeviceRequestDecoder::deviceRequested, this,
-        [this](const QString &identification, const QString &serial, const QString &connection, unsigned int channels) {
-            if (connection == m_link->getConnectionId())
-                onDeviceRequested(identification, serial, channels);
-        });
     m_link = std::make_unique<DeviceLink>(m_manager, tree, settings);
     connect(m_link.get(), &DeviceLink::announced, this, &DeviceSession::onAnnounced);
     connect(m_link.get(), &DeviceLink::ended, this, [this](const QString &sentence) {
@@ -102,6 +51,8 @@ DeviceSession::DeviceSession(const LinkSettings &settings, const std::shared_ptr
     });
     connect(m_link.get(), &DeviceLink::lost, this, [this](const QString &reason) {
         ++m_counts.interruptions;
+        annotate(Recording::DeviceItself, Recording::GapAnnotation,
+                 QStringLiteral("the connection was lost: %1").arg(reason));
         m_protocol->detach();
         m_requests->suspend();
         emit lost(reason);
@@ -113,11 +64,6 @@ DeviceSession::~DeviceSession()
 {
     close();
     m_subscriptions.clear();
-    if (!m_device)
-        return;
-    QStringList devices = m_tree->read(DevicesPath).toStringList();
-    devices.removeAll(m_device->getPath());
-    m_tree->write(DevicesPath, devices);
 }
 
 void DeviceSession::open(const QUrl &url)
@@ -146,11 +92,6 @@ void DeviceSession::close()
 bool DeviceSession::isConnected() const
 {
     return m_protocol && m_protocol->getStream();
-}
-
-void DeviceSession::request(const QString &parameter, const QVariant &value)
-{
-    m_tree->write(m_provider->getRequestPathForParameter(parameter), value);
 }
 
 void DeviceSession::onAnnounced(const QString &version, const QJsonObject &announcement,
@@ -183,9 +124,7 @@ void DeviceSession::onAnnounced(const QString &version, const QJsonObject &annou
         }));
     }
     m_protocol->attach(stream);
-    m_announcement = announcement;
-    m_announcement.insert(Wire::Announce::ConnectionId, m_link->getConnectionId());
-    if (!m_tree->write(m_tree->joinPath({DevicesPath, AnnouncementLeaf}), m_announcement))
+    if (!announce(m_link->getConnectionId(), announcement))
         m_link->giveUp(QStringLiteral("the instrument's announcement is not complete."));
 }
 
@@ -204,15 +143,19 @@ void DeviceSession::onDeviceRequested(const QString &identification, const QStri
         m_link->giveUp(error);
         return;
     }
+    if (isNew) {
+        m_requests = std::make_unique<ParameterRequests>(m_provider);
+        for (const auto &channel : m_device->getChannels())
+            m_next[channel.getChannelIndex()] = std::nullopt;
+    }
     m_provider->initializeDeviceParameter(m_announcement.value(Wire::Announce::Parameters).toObject().toVariantMap(),
                                           identification);
     m_requests->resume();
     // A new connection counts from its own beginning.
     m_offset.reset();
-    m_firstTicks.reset();
-    m_secondsBefore = m_seconds;
-    for (auto &channel : m_channels)
-        channel.second.next.reset();
+    m_limits.restartClock();
+    for (auto &next : m_next)
+        next.second.reset();
     // Who is told may start on its own.
     const bool wasRunning = m_isRunning;
     if (isNew)
@@ -221,42 +164,6 @@ void DeviceSession::onDeviceRequested(const QString &identification, const QStri
         emit back();
     if (wasRunning && isConnected())
         start();
-}
-
-/// The sentence about what is wrong; empty when the device is there.
-QString DeviceSession::makeDevice(const QString &identification, const QString &serial, unsigned int channels)
-{
-    if (channels == 0 || channels > MaximumChannels)
-        return QStringLiteral("the instrument announces %1 channels, 1 to %2 can be measured.")
-            .arg(channels)
-            .arg(MaximumChannels);
-    if (identification.size() > LongestName || serial.size() > LongestName ||
-        m_announcement.value(Wire::Announce::Parameters).toObject().size() > MostParameters)
-        return QStringLiteral("the instrument announces names or parameters beyond all bounds.");
-    m_serial = serial;
-    QString name = serial;
-    name.replace(m_tree->getListSeparator(), QStringLiteral("_"));
-    const QString path = m_tree->joinPath({DevicesPath, name});
-    const auto reader = Shared::GuiContexts::MakeReader({}, m_tree);
-    const QList<Channels::ChannelInformation> list =
-        readChannels(m_announcement.value(Wire::Announce::Channels).toArray(), channels);
-    for (int i = 0; i < list.size(); ++i) {
-        const bool isTwice = std::count_if(list.begin(), list.end(), [&](const auto &other) {
-                                 return other.getChannelIndex() == list[i].getChannelIndex();
-                             }) > 1;
-        if (!list[i].isValid() || isTwice)
-            return QStringLiteral("the announcement of channel %1 is not valid.").arg(i);
-    }
-    m_device = std::make_shared<PdDevice>(reader, path, identification, list);
-    Utilities::GuiContextVisitor(m_device->getContext()).setProperty(SerialNumberKey, serial);
-    m_tree->write(DevicesPath, m_tree->read(DevicesPath).toStringList() + QStringList(path));
-
-    m_provider = DeviceRequestResponseProvider::Install(reader, path, {{QString(), Wire::Names::Request}});
-    m_provider->setConnectionPath(Paths::ConnectionGroup(*m_tree, m_link->getConnectionId()));
-    m_requests = std::make_unique<ParameterRequests>(m_provider);
-    for (const auto &channel : list)
-        m_channels[channel.getChannelIndex()] = {};
-    return {};
 }
 
 quint64 DeviceSession::hostIndex(quint64 index)
@@ -268,30 +175,28 @@ quint64 DeviceSession::hostIndex(quint64 index)
 
 void DeviceSession::onPeriodBlock(const PeriodBlock &block)
 {
-    const auto found = m_channels.find(block.channel);
+    const auto found = m_next.find(block.channel);
     const quint64 first = block.periods.front().index;
-    if (found == m_channels.end()) {
+    if (found == m_next.end()) {
         m_protocol->getStream()->reportError(QStringLiteral("there is no channel %1").arg(block.channel));
         return;
     }
-    Channel &channel = found->second;
-    if (channel.next && first < *channel.next) {
+    std::optional<quint64> &next = found->second;
+    if (next && first < *next) {
         m_protocol->getStream()->reportError(QStringLiteral("a block of channel %1 begins at index %2, %3 is the next")
                                                  .arg(block.channel)
                                                  .arg(first)
-                                                 .arg(*channel.next));
+                                                 .arg(*next));
         return;
     }
-    if (channel.next)
-        m_counts.missingPeriods += first - *channel.next;
-    channel.next = first + block.periods.size();
+    if (next)
+        m_counts.missingPeriods += first - *next;
+    next = first + block.periods.size();
     const quint64 index = hostIndex(first);
     m_nextIndex = std::max(m_nextIndex, index + block.periods.size());
 
     const auto cut = std::find_if_not(block.periods.begin(), block.periods.end(), [&](const RawPeriod &period) {
-        const bool isWanted = (!m_periodLimit || channel.delivered < *m_periodLimit) && noteTime(period);
-        channel.delivered += isWanted ? 1 : 0;
-        return isWanted;
+        return m_limits.admit(block.channel, period.startTicks, period.endTicks, period.sampleRate);
     });
     if (cut != block.periods.begin())
         m_device->addPeriodBlock(block.channel, index, makePeriodBlock({block.periods.begin(), cut}));
@@ -305,64 +210,66 @@ void DeviceSession::onVoltageScope(const WireVoltageScope &scope)
     entry->set(Keys::Samples, QVariant::fromValue(scope.samples));
     entry->set(Keys::HardwareCorrection, scope.hardwareCorrection);
     entry->set(Keys::Calibration, scope.calibration);
-    if (isLimitReached())
-        return;
-    CommonNOX::Data::VoltageScope measured;
-    if (measured.preProcess(entry) && measured.isCalibrated())
-        m_kilovolts = measured.getRms();
-    m_device->addVoltageScope(entry, hostIndex(scope.index));
+    if (!isLimitReached())
+        deliverScope(entry, hostIndex(scope.index));
 }
 
 void DeviceSession::onOverrun(const OverrunReport &overrun)
 {
-    const auto channel = m_channels.find(overrun.channel);
-    if (channel == m_channels.end()) {
+    const auto next = m_next.find(overrun.channel);
+    if (next == m_next.end()) {
         m_protocol->getStream()->reportError(QStringLiteral("there is no channel %1").arg(overrun.channel));
         return;
     }
     m_counts.lostPeriods += overrun.to - overrun.from + 1;
-    channel->second.next = std::max(channel->second.next.value_or(0), overrun.to + 1);
-    hostIndex(overrun.from);
+    next->second = std::max(next->second.value_or(0), overrun.to + 1);
+    annotate(overrun.channel, Recording::OverrunAnnotation,
+             QStringLiteral("the instrument dropped the periods %1 to %2")
+                 .arg(hostIndex(overrun.from))
+                 .arg(hostIndex(overrun.to)));
 }
 
-bool DeviceSession::noteTime(const RawPeriod &period)
+void DeviceSession::annotate(int channel, const QString &name, const QString &text) const
 {
-    if (period.sampleRate == 0 || period.endTicks <= period.startTicks)
-        return !m_isTimeOver;
-    if (!m_firstTicks)
-        m_firstTicks = period.startTicks;
-    const auto secondsAt = [&](qint64 ticks) {
-        return m_secondsBefore + (double(ticks) - double(*m_firstTicks)) / period.sampleRate;
-    };
-    if (m_timeLimit && secondsAt(period.startTicks) >= *m_timeLimit) {
-        m_isTimeOver = true;
-        return false;
-    }
-    m_seconds = std::max(m_seconds, secondsAt(period.endTicks));
-    return true;
+    if (const auto recorder = m_device ? m_device->getRecorder() : nullptr)
+        recorder->annotate(channel, name, text);
 }
 
 bool DeviceSession::isLimitReached() const
 {
-    return m_isTimeOver || (m_periodLimit && m_device && hasAllPeriods());
+    return m_limits.isTimeOver() || (m_limits.getPeriodLimit() && m_device && hasAllPeriods());
 }
 
 bool DeviceSession::hasAllPeriods() const
 {
+    const quint64 limit = *m_limits.getPeriodLimit();
     quint64 newest = 0;
-    for (const auto &channel : m_channels)
-        newest = std::max(newest, channel.second.next.value_or(0));
-    return std::all_of(m_channels.begin(), m_channels.end(), [&](const auto &entry) {
-        const Channel &channel = entry.second;
-        return channel.delivered >= *m_periodLimit ||
-               (newest > *m_periodLimit && channel.next.value_or(0) + PeriodsOfPatience < newest);
+    for (const auto &next : m_next)
+        newest = std::max(newest, next.second.value_or(0));
+    return std::all_of(m_next.begin(), m_next.end(), [&](const auto &entry) {
+        return m_limits.getAdmitted(entry.first) >= limit ||
+               (newest > limit && entry.second.value_or(0) + PeriodsOfPatience < newest);
     });
+}
+
+/// Whether the recorder asks to wait. A disk that does not keep up for long must not cost the measurement: then the
+/// recording ends for what it has not written.
+bool DeviceSession::isRecorderFull()
+{
+    const auto recorder = m_device ? m_device->getRecorder() : nullptr;
+    if (!recorder || !recorder->isFull()) {
+        m_recorderFullSince.invalidate();
+        return false;
+    }
+    if (!m_recorderFullSince.isValid())
+        m_recorderFullSince.start();
+    return m_recorderFullSince.elapsed() < RecorderPatienceMs;
 }
 
 void DeviceSession::controlFlow()
 {
     const auto stream = m_protocol ? m_protocol->getStream() : nullptr;
-    const bool isFull = m_isFull && m_isFull();
+    const bool isFull = isEvaluationFull() || isRecorderFull();
     if (stream)
         stream->setPaused(isFull);
     if (!isFull)

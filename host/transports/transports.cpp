@@ -1,5 +1,6 @@
 #include "host/transports/transports.h"
 
+#include "host/replay/replay_connection.h"
 #include "host/transports/simulator_connection.h"
 #include "host/transports/tcp_connection.h"
 
@@ -15,7 +16,9 @@ QMap<QString, ConnectionManager::ConnectionFactory> makeConnectionFactories()
     return {{QStringLiteral("tcp"),
              [](const QVariant &connectData) { return std::make_shared<TcpConnection>(connectData.toUrl()); }},
             {QStringLiteral("simulator"),
-             [](const QVariant &connectData) { return std::make_shared<SimulatorConnection>(connectData.toUrl()); }}};
+             [](const QVariant &connectData) { return std::make_shared<SimulatorConnection>(connectData.toUrl()); }},
+            {QStringLiteral("replay"),
+             [](const QVariant &connectData) { return std::make_shared<ReplayConnection>(connectData.toUrl()); }}};
 }
 
 QStringList networkSchemes()

@@ -201,26 +201,40 @@ void PdRecorderWorker::checkLimit()
 void PdRecorderWorker::continueInNewFile()
 {
     const QString before = m_state.getStorage().getPath();
-    finish(QStringLiteral("the file has reached its limit; it goes on in a new one"));
+    const QString reason = QStringLiteral("the file has reached its limit; it goes on in a new one");
+    // Active all the while: what comes in between belongs to the new file.
+    if (!closeFile(reason))
+        return;
     m_subject.continuations = m_state.getContinuations();
     QString path;
     do
         path = MakeContinuationPath(m_firstPath, ++m_fileNumber);
     while (QFileInfo::exists(path));
-    if (open(path)) {
-        m_state.addAnnotation(DeviceItself, ContinuationAnnotation, QFileInfo(before).fileName());
-        // The test voltage holds on.
-        if (m_lastScope.scope)
-            m_state.addVoltageScope(m_lastScope.firstPeriod, m_lastScope.scope);
-    } else
+    if (!open(path)) {
+        m_isActive = false;
         emit ended(path, m_state.getStorage().getError(), true);
+        return;
+    }
+    m_state.addAnnotation(DeviceItself, ContinuationAnnotation, QFileInfo(before).fileName());
+    // The test voltage holds on.
+    if (m_lastScope.scope)
+        m_state.addVoltageScope(m_lastScope.firstPeriod, m_lastScope.scope);
+    emit ended(before, reason, false);
 }
 
 void PdRecorderWorker::finish(const QString &reason)
 {
+    const QString path = m_state.getStorage().getPath();
+    if (!closeFile(reason))
+        return;
+    m_isActive = false;
+    emit ended(path, reason, false);
+}
+
+bool PdRecorderWorker::closeFile(const QString &reason)
+{
     stopTimers();
     takeReadings();
-    const QString path = m_state.getStorage().getPath();
     m_state.extractLastPatternSnapshotElement(*Utilities::GetAppDataStore());
     m_state.addAnnotation(DeviceItself, EndAnnotation, reason);
     publishFileInformation();
@@ -242,10 +256,9 @@ void PdRecorderWorker::finish(const QString &reason)
     if (outcome != Outcome::Done) {
         fail(outcome == Outcome::Busy ? QStringLiteral("another program keeps the file locked")
                                       : m_state.getStorage().getError());
-        return;
+        return false;
     }
-    m_isActive = false;
-    emit ended(path, reason, false);
+    return true;
 }
 
 void PdRecorderWorker::fail(const QString &reason)

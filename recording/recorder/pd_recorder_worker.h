@@ -52,8 +52,10 @@ private:
     void commit();
     void checkLimit();
     void continueInNewFile();
-    /// Ends the recording in order; waits for programs that read the file.
+    /// Ends the recording in order.
     void finish(const QString &reason);
+    /// Stores everything and closes the file; waits for programs that read it. False when the recording has failed.
+    bool closeFile(const QString &reason);
     void fail(const QString &reason);
     void publishFileInformation();
     void stopTimers();

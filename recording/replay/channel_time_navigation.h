@@ -1,0 +1,116 @@
+#pragma once
+
+#include "nox_export.h"
+#include "platform/storage/storage_reader.h"
+#include "recording/navigation_records.h"
+
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace CommonNOX::Importer
+{
+
+using FrameworkCore::AppData::Storage::StorageReader;
+using PD::Recording::TimeRecord;
+
+/// Where seconds lie on the ticks of a recording: its origin is the start of its first period.
+struct RecordingOrigin
+{
+    std::optional<qint64> ticks; ///< nothing where the first block cannot be read
+};
+
+/// The time line of one channel: its time elements in order, numbered from 0.
+///
+/// Runs of elements are read as they are needed, and a bounded number of them is kept. Elements that are missing, or
+/// whose run is damaged, are made again from the channel's blocks. Any thread once it is built.
+class NOX_EXPORT ChannelTimeNavigation
+{
+public:
+    /// Numbers of the kinds of elements and blocks, 0 for none; `mostRuns` are kept in memory.
+    ChannelTimeNavigation(const std::shared_ptr<const StorageReader> &reader, int channel, int elementKind,
+                          int blockKind, std::size_t mostRuns);
+
+    /// Called between steps with the part from 0 to 1 that is done; false ends the work.
+    using Progress = std::function<bool(double done)>;
+    /// Reads the list of runs with the first second of each.
+    bool readSpans(const Progress &progress);
+    /// Makes the elements that are missing.
+    bool fillHoles(const RecordingOrigin &origin, const Progress &progress);
+
+    int getChannel() const { return m_channel; }
+    int getElementKind() const { return m_elementKind; }
+    int getBlockKind() const { return m_blockKind; }
+    quint64 getCount() const { return m_count; }
+    /// Elements that were made from blocks; of these, periods that are lost with their blocks.
+    quint64 getRebuiltCount() const { return m_rebuilt; }
+    quint64 getLostCount() const { return m_lost; }
+
+    /// Nothing beyond the end, and for a period that is lost.
+    std::optional<TimeRecord> find(quint64 number) const;
+    /// The first element whose period starts in this second or later; getCount() when there is none.
+    quint64 findSecond(quint32 second) const;
+    /// The first element of this period index or a later one; getCount() when there is none.
+    quint64 findPeriod(quint64 globalIndex) const;
+
+    /// The uuid of an element, by which its period is known too.
+    QString toUuid(quint64 number) const;
+    /// Nothing for a uuid of another channel or file.
+    std::optional<quint64> toNumber(const QString &uuid) const;
+
+    /// What the file-wide list ties to a place on this time line.
+    struct Mark
+    {
+        Entries::Recording::PdGlobalNavigationType type{};
+        quint64 element = 0; ///< the one that it precedes
+        QString uuid;        ///< of the entry
+    };
+    void addMark(const Mark &mark) { m_marks.push_back(mark); }
+    const std::vector<Mark> &getMarks() const { return m_marks; }
+
+private:
+    using Records = std::vector<TimeRecord>;
+    struct Run
+    {
+        quint64 first = 0;
+        quint64 count = 0;
+        qint64 row = 0; ///< 0 for one that was made from blocks
+        quint32 firstSecond = 0;
+        quint64 firstIndex = 0;
+    };
+    struct Hole
+    {
+        quint64 first = 0;
+        std::optional<quint64> end; ///< nothing at the end of the time line
+    };
+
+    std::optional<Records> readRun(qint64 row) const;
+    std::shared_ptr<const Records> load(const Run &run) const;
+    const Run *runOf(quint64 number) const;
+    template <class Before>
+    quint64 findFirst(Before isBefore, bool (*isRunBefore)(const Run &, quint64), quint64 value) const;
+    Records rebuild(const Hole &hole, const RecordingOrigin &origin, const Progress &progress);
+    bool hasBlocksBehindTheEnd() const;
+    void insertRebuilt(quint64 first, const Records &records);
+
+    const std::shared_ptr<const StorageReader> m_reader;
+    const int m_channel;
+    const int m_elementKind;
+    const int m_blockKind;
+    const std::size_t m_mostRuns;
+    quint64 m_count = 0;
+    quint64 m_rebuilt = 0;
+    quint64 m_lost = 0;
+    std::vector<Run> m_runs; // by first element
+    std::vector<Hole> m_holes;
+    std::map<quint64, std::shared_ptr<const Records>> m_made; // by first element
+    std::vector<Mark> m_marks;
+    mutable std::mutex m_mutex;                                                   // guards the runs that are kept
+    mutable std::list<std::pair<quint64, std::shared_ptr<const Records>>> m_kept; // the latest first
+};
+
+} // namespace CommonNOX::Importer
