@@ -25,6 +25,7 @@ public:
 
     const NoxHost::EvaluationSettings &settings() const { return m_settings; }
     OutputFormat format() const { return m_format; }
+    void setFormat(OutputFormat format) { m_format = format; }
 
     /// Warns of evaluators that nobody knows, or that the source cannot feed, and leaves them out. False, with a
     /// message, when none is left.

@@ -5,6 +5,7 @@
 #include <QLoggingCategory>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <iterator>
 
@@ -16,7 +17,11 @@ using namespace Nox;
 constexpr Command Commands[] = {
     {"evaluate", "evaluate pulses from a file", &runEvaluate},
     {"measure", "measure on an instrument", &runMeasure},
+    {"info", "tell what is in a recording", &runInfo},
     {"replay", "play a recording back", &runReplay},
+    {"export", "write what a recording holds as CSV", &runExport},
+    {"import", "make a recording of pulses from a file", &runImport},
+    {"repair", "bring back what is intact of a damaged recording", &runRepair},
     {"simulate", "be a simulated instrument on the network", &runSimulate},
     {"discover", "list instruments and other devices on the network", &runDiscover},
     {"entries", "list the catalogue of entry classes", &runEntries},
@@ -50,6 +55,8 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationName(QStringLiteral("nox"));
     QCoreApplication::setApplicationVersion(QStringLiteral(NOX_VERSION));
     NoxHost::installInterruptionHandlers();
+    // A file that may not grow any more is an error like a full disk, not the end of the program.
+    std::signal(SIGXFSZ, SIG_IGN);
 
     QStringList words = application.arguments().mid(1);
     if (!words.contains(QStringLiteral("--verbose")))

@@ -74,20 +74,6 @@ std::string jsonValue(const QVariant &value)
     return list += ']';
 }
 
-/// Quoted where commas, quotes or line ends stand in it.
-std::string csvField(const QVariant &value)
-{
-    if (value.userType() == QMetaType::Double)
-        return numberText(value.toDouble());
-    std::string text =
-        value.userType() == qMetaTypeId<Entries::ValueVector>() ? jsonValue(value) : value.toString().toStdString();
-    if (text.find_first_of(",\"\r\n") == std::string::npos)
-        return text;
-    for (std::size_t quote = text.find('"'); quote != std::string::npos; quote = text.find('"', quote + 2))
-        text.insert(quote, 1, '"');
-    return text.insert(0, 1, '"') += '"';
-}
-
 QString forPeople(const QVariant &value)
 {
     if (value.userType() == QMetaType::Double)
@@ -108,6 +94,19 @@ std::string toJsonLine(const Reading &reading)
     for (const QString &name : reading.record->getPropertyNames())
         line += ',' + jsonString(name) + ':' + jsonValue(reading.record->get(name));
     return line + "}\n";
+}
+
+std::string csvField(const QVariant &value)
+{
+    if (value.userType() == QMetaType::Double)
+        return numberText(value.toDouble());
+    std::string text =
+        value.userType() == qMetaTypeId<Entries::ValueVector>() ? jsonValue(value) : value.toString().toStdString();
+    if (text.find_first_of(",\"\r\n") == std::string::npos)
+        return text;
+    for (std::size_t quote = text.find('"'); quote != std::string::npos; quote = text.find('"', quote + 2))
+        text.insert(quote, 1, '"');
+    return text.insert(0, 1, '"') += '"';
 }
 
 std::string csvHeader()

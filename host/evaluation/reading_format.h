@@ -11,6 +11,8 @@ namespace NoxHost
 /// number that is not finite as null. The channel is left out for a device's processor.
 std::string toJsonLine(const Reading &reading);
 
+/// A field of CSV: numbers with 17 digits, quoted where commas, quotes or line ends stand in it.
+std::string csvField(const QVariant &value);
 /// `period,channel,processor,property,value`, a line a property.
 std::string csvHeader();
 std::string toCsvLines(const Reading &reading);

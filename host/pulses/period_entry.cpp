@@ -75,6 +75,22 @@ std::shared_ptr<PeriodV2> makePeriodEntry(const RawPeriod &period)
     return entry;
 }
 
+bool readPeriodEntry(const CommonNOX::DataEntryConstPtr &entry, RawPeriod &period)
+{
+    if (!std::dynamic_pointer_cast<const PeriodV2>(entry))
+        return false;
+    period.startTicks = entry->get(Keys::StartTime).toLongLong();
+    period.endTicks = entry->get(Keys::EndTime).toLongLong();
+    period.sampleRate = entry->get(Keys::SampleRate).toUInt();
+    period.pdHardwareCorrection = entry->get(Keys::PdHardwareCorrection).toDouble();
+    period.pdCalibration = entry->get(Keys::PdCalibration).toDouble();
+    period.tvHardwareCorrection = entry->get(Keys::TvHardwareCorrection).toDouble();
+    period.tvCalibration = entry->get(Keys::TvCalibration).toDouble();
+    period.flags = entry->get(Keys::Flags).toUInt();
+    period.peaks = entry->get(Keys::Peaks).value<PeakVector>();
+    return true;
+}
+
 std::shared_ptr<const PeriodBlockV1> makePeriodBlock(const std::vector<RawPeriod> &periods)
 {
     QVariantList entries;

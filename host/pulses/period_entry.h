@@ -1,5 +1,6 @@
 #pragma once
 
+#include "entries/data_entry.h"
 #include "host/pulses/raw_period.h"
 
 #include <memory>
@@ -16,6 +17,9 @@ namespace NoxHost
 
 /// The entry of a period as a device hands it to the library, with the extremes of its raw amplitudes.
 std::shared_ptr<CommonNOX::Entries::Results::Space2D::PeriodV2> makePeriodEntry(const RawPeriod &period);
+
+/// The period of an entry, the extremes apart; false for what is none.
+bool readPeriodEntry(const CommonNOX::DataEntryConstPtr &entry, RawPeriod &period);
 
 /// A block of successive periods.
 std::shared_ptr<const CommonNOX::Entries::Results::Space2D::PeriodBlockV1>

@@ -62,7 +62,7 @@ public:
     /// Nothing for a uuid of another channel or file.
     std::optional<quint64> toNumber(const QString &uuid) const;
 
-    /// What the file-wide list ties to a place on this time line.
+    /// What the file-wide list ties to a place on this time line, also of the device.
     struct Mark
     {
         Entries::Recording::PdGlobalNavigationType type{};

@@ -244,8 +244,11 @@ bool DeviceReplayDataContainer::extractGlobalNavigationInformation(const Channel
                 continue;
             for (int at = 0; at + RecordSize <= run.data.size(); at += RecordSize) {
                 const GlobalRecord record = ReadGlobalRecord(run.data.constData() + at);
-                // Blocks have their time elements.
-                if (record.channel == status.channel && record.type != PdGlobalNavigationType::PeriodBlock)
+                // Blocks have their time elements. What is the device's stands on the time line of one channel.
+                const bool isHere = record.channel == status.channel ||
+                                    (record.channel == DeviceItself && navigation.getElementKind() != 0 &&
+                                     record.elementKind == navigation.getElementKind());
+                if (isHere && record.type != PdGlobalNavigationType::PeriodBlock)
                     navigation.addMark(
                         {record.type, record.element, m_reader->getUuids().toUuid({0, qint64(record.entry)})});
             }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "entries/catalogue/replay_header.h"
+#include "nox_export.h"
 #include "platform/storage/storage_reader.h"
 
 #include <memory>
@@ -9,7 +10,7 @@ namespace CommonNOX::Importer
 {
 
 /// The header of a recording; one of the first version is turned into one of the second. Null when there is none.
-std::shared_ptr<const Entries::Recording::PdReplayHeaderV2>
+NOX_EXPORT std::shared_ptr<const Entries::Recording::PdReplayHeaderV2>
 ReadHeader(const FrameworkCore::AppData::Storage::StorageReader &reader);
 
 /// The second version of a header: the duration and what is said of channels goes to the properties of its name there.

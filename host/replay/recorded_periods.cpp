@@ -1,0 +1,56 @@
+#include "host/replay/recorded_periods.h"
+
+#include "entries/catalogue/results_pd.h"
+#include "host/pulses/period_entry.h"
+
+namespace NoxHost
+{
+
+using namespace CommonNOX::Importer;
+
+RecordedPeriods::RecordedPeriods(const std::shared_ptr<PdReplayFileLoader> &loader, const ReplaySelection &selection)
+    : m_importer(loader)
+{
+    for (const int channel : loader->getChannels()) {
+        if (!selection.channels.empty() && selection.channels.count(channel) == 0)
+            continue;
+        const auto navigation = loader->getChannelTimeNavigation(channel);
+        const quint64 first = selection.fromSecond ? navigation->findSecond(*selection.fromSecond) : 0;
+        const quint64 end = selection.toSecond ? navigation->findSecond(*selection.toSecond) : navigation->getCount();
+        if (first >= end || !m_importer.setReplaySpan(channel, {unsigned(first), unsigned(end - 1)}))
+            continue;
+        m_importer.setReplaySpeedFactor(channel, 0.0);
+        m_total += end - first;
+        fetch(channel);
+    }
+}
+
+void RecordedPeriods::fetch(int channel)
+{
+    ImporterInterface::PeriodPtr entry;
+    RawPeriod period;
+    if (!m_importer.extractNextPeriod(channel, entry) || !entry || !readPeriodEntry(entry, period))
+        return;
+    const auto status = m_importer.getLoader()->getChannelReplayStatus(channel);
+    period.channel = channel;
+    period.index = status->element.globalIndex;
+    m_heads.emplace(std::pair(period.index, channel), std::move(period));
+}
+
+bool RecordedPeriods::next(RawPeriod &period)
+{
+    if (m_heads.empty())
+        return false;
+    period = std::move(m_heads.begin()->second);
+    m_heads.erase(m_heads.begin());
+    ++m_taken;
+    fetch(period.channel);
+    return true;
+}
+
+double RecordedPeriods::getDone() const
+{
+    return m_total == 0 ? 1.0 : double(m_taken) / double(m_total);
+}
+
+} // namespace NoxHost

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "host/pulses/raw_period.h"
+#include "recording/replay/pd_replay_importer.h"
+#include "recording/replay/replay_walk.h"
+
+#include <map>
+#include <memory>
+
+namespace NoxHost
+{
+
+/// The periods of a recording in order of index, then channel, as fast as they are taken. One thread.
+class RecordedPeriods
+{
+public:
+    /// The loader has built its index; nobody else takes periods of it at the same time.
+    RecordedPeriods(const std::shared_ptr<CommonNOX::Importer::PdReplayFileLoader> &loader,
+                    const CommonNOX::Importer::ReplaySelection &selection);
+
+    /// False at the end.
+    bool next(RawPeriod &period);
+    /// The part that has been taken, from 0 to 1.
+    double getDone() const;
+
+private:
+    void fetch(int channel);
+
+    CommonNOX::Importer::PdReplayImporter m_importer;
+    std::map<std::pair<quint64, int>, RawPeriod> m_heads; // by index and channel, the next of each channel
+    quint64 m_total = 0;
+    quint64 m_taken = 0;
+};
+
+} // namespace NoxHost

@@ -1,0 +1,68 @@
+#include "host/terminal/output_file.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace NoxHost
+{
+
+namespace
+{
+
+QString systemReason()
+{
+    return QString::fromLocal8Bit(std::strerror(errno));
+}
+
+} // namespace
+
+OutputFile::~OutputFile()
+{
+    if (m_temporary.isEmpty())
+        return;
+    std::fclose(m_stream);
+    ::unlink(m_temporary.constData());
+}
+
+bool OutputFile::open(QString &error)
+{
+    if (m_path.isEmpty()) {
+        m_stream = stdout;
+        return true;
+    }
+    m_temporary = QFile::encodeName(m_path) + ".XXXXXX";
+    const int descriptor = ::mkstemp(m_temporary.data());
+    m_stream = descriptor < 0 ? nullptr : ::fdopen(descriptor, "w");
+    if (m_stream) {
+        // As a file that is simply made.
+        const mode_t mask = ::umask(0);
+        ::umask(mask);
+        ::fchmod(descriptor, 0666 & ~mask);
+        return true;
+    }
+    error = systemReason();
+    m_temporary.clear();
+    return false;
+}
+
+bool OutputFile::commit(QString &error)
+{
+    if (m_temporary.isEmpty())
+        return true;
+    const bool isWritten = std::fclose(m_stream) == 0;
+    const bool isDone = isWritten && std::rename(m_temporary.constData(), QFile::encodeName(m_path).constData()) == 0;
+    if (!isDone) {
+        error = systemReason();
+        ::unlink(m_temporary.constData());
+    }
+    m_temporary.clear();
+    m_stream = nullptr;
+    return isDone;
+}
+
+} // namespace NoxHost
