@@ -347,7 +347,9 @@ void ReplaySession::deliver(const Item &item)
         applyAction(item);
         break;
     case Item::Kind::Annotation:
-        if (const auto recorder = m_device->getRecorder())
+        // A recording of the replay ends by itself.
+        if (const auto recorder = m_device->getRecorder();
+            recorder && item.entry->get(Keys::Name).toString() != Recording::EndAnnotation)
             recorder->annotate(item.channel, item.entry->get(Keys::Name).toString(), item.entry->get(Keys::Value));
         break;
     }

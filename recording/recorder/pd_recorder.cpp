@@ -164,16 +164,24 @@ void PdRecorder::followSettings()
     }
     // What the instrument's parameters are; those that are known so far, and those that come.
     const QString responses = m_tree->joinPath({m_device.getPath(), Connections::Paths::Response});
-    const QStringList names = m_tree->getChildren(responses);
-    for (const QString &name : names)
-        m_settings.push_back({DeviceItself, m_tree->joinPath({ParameterPrefix, name}),
-                              m_tree->read(m_tree->joinPath({responses, name}))});
+    collectParameters(responses, ParameterPrefix);
     m_subscriptions.push_back(
         m_tree->subscribeGroup(responses, [this, responses](const QString &path, const QVariant &value) {
             const QString name = path.mid(responses.size() + m_tree->getListSeparator().size());
             if (!name.isEmpty())
                 onSetting(DeviceItself, m_tree->joinPath({ParameterPrefix, name}), value);
         }));
+}
+
+/// A parameter's name may be a path.
+void PdRecorder::collectParameters(const QString &group, const QString &recordedPath)
+{
+    const QStringList names = m_tree->getChildren(group);
+    for (const QString &name : names)
+        collectParameters(m_tree->joinPath({group, name}), m_tree->joinPath({recordedPath, name}));
+    const QVariant value = names.isEmpty() ? m_tree->read(group) : QVariant();
+    if (value.isValid())
+        m_settings.push_back({DeviceItself, recordedPath, value});
 }
 
 void PdRecorder::onSetting(int channel, const QString &path, const QVariant &value)

@@ -79,6 +79,7 @@ private slots:
 private:
     void onControl(const QVariant &value);
     void followSettings();
+    void collectParameters(const QString &group, const QString &recordedPath);
     void followDevice();
     void followReadings();
     void onSetting(int channel, const QString &path, const QVariant &value);
