@@ -2,6 +2,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include <QCoreApplication>
+#include <QLoggingCategory>
+
 #include <cstdio>
 #include <string>
 
@@ -11,8 +14,8 @@ namespace
 std::vector<Bench::Pair> allPairs()
 {
     std::vector<Bench::Pair> all;
-    for (const auto &topic :
-         {Bench::PeriodPairs(), Bench::StreamPairs(), Bench::EvaluationPairs(), Bench::ProtocolPairs()})
+    for (const auto &topic : {Bench::PeriodPairs(), Bench::StreamPairs(), Bench::EvaluationPairs(),
+                              Bench::ProtocolPairs(), Bench::RecordingPairs()})
         all.insert(all.end(), topic.begin(), topic.end());
     return all;
 }
@@ -23,10 +26,15 @@ std::vector<Bench::Pair> allPairs()
 /// of both sides, with Google Benchmark's own options behind it.
 int main(int argc, char **argv)
 {
+    QCoreApplication application(argc, argv);
+    QLoggingCategory::setFilterRules(QStringLiteral("*.info=false\n*.debug=false"));
     if (argc < 2 || std::string(argv[1]) != "--absolute") {
         const std::string filter = argc < 2 ? "" : argv[1];
         const bool ratiosMet = Bench::PrintRatios(allPairs(), filter);
-        return Bench::PrintFigures(Bench::ProtocolFigures(), filter) && ratiosMet ? 0 : 1;
+        bool figuresMet = true;
+        for (const auto &topic : {Bench::ProtocolFigures(), Bench::RecordingFigures()})
+            figuresMet = Bench::PrintFigures(topic, filter) && figuresMet;
+        return ratiosMet && figuresMet ? 0 : 1;
     }
     Bench::RegisterAbsolute(allPairs());
     int count = argc - 1;

@@ -68,5 +68,7 @@ std::vector<Pair> StreamPairs();
 std::vector<Pair> EvaluationPairs();
 std::vector<Pair> ProtocolPairs();
 std::vector<Figure> ProtocolFigures();
+std::vector<Pair> RecordingPairs();
+std::vector<Figure> RecordingFigures();
 
 } // namespace Bench

@@ -25,11 +25,11 @@ constexpr qint64 FirstWindow = 64 * 1024;
 /// One property as it stands in the checked bytes.
 struct Record
 {
-    QString name;
+    qint64 nameBegin = 0;
     qint64 valueBegin = 0;
     qint64 valueEnd = 0;
     bool searchable = false;
-    QString description;
+    qint64 descriptionBegin = 0;
 };
 
 struct EntryBytes
@@ -42,21 +42,21 @@ struct EntryBytes
     bool isNull() const { return guid.isEmpty() && count == 0; }
 };
 
-bool skipRecord(WireCursor &cursor, Record *record)
+bool skipRecord(WireCursor &cursor, Record &record)
 {
-    Record scratch;
-    Record &target = record ? *record : scratch;
     quint8 searchable = 0;
-    if (!(record ? cursor.read(target.name) : cursor.skipString()))
+    record.nameBegin = cursor.getPosition();
+    if (!cursor.skipString())
         return false;
-    target.valueBegin = cursor.getPosition();
+    record.valueBegin = cursor.getPosition();
     if (!cursor.skipVariant())
         return false;
-    target.valueEnd = cursor.getPosition();
+    record.valueEnd = cursor.getPosition();
     if (!cursor.read(searchable) || !cursor.skipIcon())
         return false;
-    target.searchable = searchable != 0;
-    return record ? cursor.read(target.description) : cursor.skipString();
+    record.searchable = searchable != 0;
+    record.descriptionBegin = cursor.getPosition();
+    return cursor.skipString();
 }
 
 bool readHead(WireCursor &cursor, EntryBytes &entry)
@@ -80,7 +80,7 @@ bool readRecords(WireCursor &cursor, EntryBytes &entry)
         return false;
     entry.records.resize(std::size_t(entry.count));
     for (Record &record : entry.records) {
-        if (!skipRecord(cursor, &record))
+        if (!skipRecord(cursor, record))
             return false;
     }
     return true;
@@ -189,6 +189,19 @@ QVariant decodeValue(const QDataStream &format, const QByteArray &bytes, const R
     return value;
 }
 
+QString decodeText(const QDataStream &format, const QByteArray &bytes, qint64 begin)
+{
+    WireCursor cursor(bytes.constData() + begin, bytes.size() - begin, format);
+    QString text;
+    cursor.read(text);
+    return text;
+}
+
+bool isText(const QDataStream &format, const QByteArray &bytes, qint64 begin, const QString &text)
+{
+    return WireCursor(bytes.constData() + begin, bytes.size() - begin, format).startsWithString(text);
+}
+
 /// Values hold entries by pointer, so a ring of them would be written without end.
 class Writing
 {
@@ -273,12 +286,24 @@ bool EntryStream::Read(QDataStream &stream, DataEntry &entry)
     });
     if (!good)
         return false;
-    for (const Record &record : found.records) {
-        if (entry.m_properties.contains(record.name))
-            entry.set(record.name, decodeValue(stream, window.getBytes(), record));
-    }
+    TakeValues(stream, window.getBytes(), found.records, entry);
     stream.skipRawData(int(end));
     return !found.isNull();
+}
+
+template <class Records>
+void EntryStream::TakeValues(const QDataStream &format, const QByteArray &bytes, const Records &records,
+                             DataEntry &entry)
+{
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        // Whoever wrote it had, most likely, the same properties in the same order.
+        const QString expected = entry.m_propertyNames.value(int(i));
+        const bool isExpected = !expected.isEmpty() && isText(format, bytes, records[i].nameBegin, expected);
+        const auto property =
+            entry.m_properties.find(isExpected ? expected : decodeText(format, bytes, records[i].nameBegin));
+        if (property != entry.m_properties.end())
+            property->setValue(decodeValue(format, bytes, records[i]));
+    }
 }
 
 DataEntryPtr EntryStream::ReadAny(QDataStream &stream)
@@ -298,13 +323,13 @@ DataEntryPtr EntryStream::ReadAny(QDataStream &stream)
     if (!entry && !found.guid.isEmpty()) {
         QList<DataEntryProperty> properties;
         for (const Record &record : found.records)
-            properties.append(DataEntryProperty(record.name, {}, record.searchable, {}, record.description, {}));
+            properties.append(DataEntryProperty(decodeText(stream, window.getBytes(), record.nameBegin), {},
+                                                record.searchable, {},
+                                                decodeText(stream, window.getBytes(), record.descriptionBegin), {}));
         entry = std::make_shared<DataEntry>(found.guid, properties);
     }
-    for (const Record &record : found.records) {
-        if (entry && entry->m_properties.contains(record.name))
-            entry->set(record.name, decodeValue(stream, window.getBytes(), record));
-    }
+    if (entry)
+        TakeValues(stream, window.getBytes(), found.records, *entry);
     stream.skipRawData(int(end));
     return entry;
 }
@@ -322,8 +347,9 @@ bool EntryStream::Skip(WireCursor &cursor, const QString &guid)
         return false;
     if (!entry.isNull() && !guid.isEmpty() && entry.guid != guid)
         return cursor.fail();
+    Record record;
     for (qint64 i = 0; i < entry.count; ++i) {
-        if (!skipRecord(cursor, nullptr))
+        if (!skipRecord(cursor, record))
             return false;
     }
     return true;

@@ -35,6 +35,11 @@ public:
     /// Moves over an entry's bytes. A guid other than the given one is refused, unless none is given or the bytes
     /// stand for a null pointer.
     static bool Skip(WireCursor &cursor, const QString &guid = {});
+
+private:
+    template <class Records>
+    static void TakeValues(const QDataStream &format, const QByteArray &bytes, const Records &records,
+                           DataEntry &entry);
 };
 
 NOX_EXPORT QDataStream &operator<<(QDataStream &stream, const DataEntry &entry);

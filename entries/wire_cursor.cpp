@@ -119,12 +119,6 @@ bool WireCursor::skip(qint64 bytes)
     return true;
 }
 
-template <class T>
-T WireCursor::number(const char *data) const
-{
-    return m_bigEndian ? qFromBigEndian<T>(data) : qFromLittleEndian<T>(data);
-}
-
 bool WireCursor::read(quint8 &value)
 {
     if (!skip(1))
@@ -154,11 +148,24 @@ bool WireCursor::read(QString &value)
     const qint64 start = m_position;
     if (!skipString())
         return false;
-    value.clear();
     const qint64 length = (m_position - start - 4) / 2;
-    value.resize(int(length));
+    value = QString(int(length), Qt::Uninitialized);
+    QChar *out = value.data();
     for (qint64 i = 0; i < length; ++i)
-        value[int(i)] = QChar(number<quint16>(m_data + start + 4 + 2 * i));
+        out[i] = QChar(number<quint16>(m_data + start + 4 + 2 * i));
+    return true;
+}
+
+bool WireCursor::startsWithString(const QString &text) const
+{
+    const qint64 bytes = qint64(text.size()) * 2;
+    if (getRemaining() < 4 + bytes || number<quint32>(m_data + m_position) != quint64(bytes))
+        return false;
+    const char *characters = m_data + m_position + 4;
+    for (int i = 0; i < text.size(); ++i) {
+        if (number<quint16>(characters + 2 * i) != text[i].unicode())
+            return false;
+    }
     return true;
 }
 

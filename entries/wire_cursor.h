@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QDataStream>
 #include <QString>
+#include <QtEndian>
 
 #include <functional>
 
@@ -44,6 +45,8 @@ public:
     bool read(qint64 &value);
     bool read(QString &value);
     bool read(QByteArray &value);
+    /// Whether a string comes next that is this text; nothing is read.
+    bool startsWithString(const QString &text) const;
     /// Reads an unsigned 32-bit count and refuses one that the remaining bytes cannot hold.
     bool readCount(quint32 &count, qint64 smallestElement);
 
@@ -70,7 +73,10 @@ public:
 
 private:
     template <class T>
-    T number(const char *data) const;
+    T number(const char *data) const
+    {
+        return m_bigEndian ? qFromBigEndian<T>(data) : qFromLittleEndian<T>(data);
+    }
     bool skipPayload(quint32 type);
     bool skipCountedStrings();
     bool skipAssociations();

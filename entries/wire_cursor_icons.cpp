@@ -3,6 +3,7 @@
 #include <QtEndian>
 
 #include <cstring>
+#include <string_view>
 
 // What a stream holds of an icon that was drawn elsewhere: it is stepped over, never decoded.
 namespace CommonNOX
@@ -79,16 +80,27 @@ bool WireCursor::skipSvgEngine()
 
 bool WireCursor::skipIcon()
 {
-    QString engine;
-    if (!read(engine))
+    const qint64 start = m_position;
+    if (!skipString())
         return false;
-    if (engine.isEmpty())
+    // Compared where it stands: there is an icon with every property.
+    const qint64 length = (m_position - start - 4) / 2;
+    const auto isEngine = [&](std::string_view name) {
+        if (length != qint64(name.size()))
+            return false;
+        for (qint64 i = 0; i < length; ++i) {
+            if (number<quint16>(m_data + start + 4 + 2 * i) != uchar(name[std::size_t(i)]))
+                return false;
+        }
         return true;
-    if (engine == QLatin1String("QIconLoaderEngine"))
+    };
+    if (length == 0)
+        return true;
+    if (isEngine("QIconLoaderEngine"))
         return skipString();
-    if (engine == QLatin1String("QPixmapIconEngine"))
+    if (isEngine("QPixmapIconEngine"))
         return skipPixmapEngine();
-    if (engine == QLatin1String("svg"))
+    if (isEngine("svg"))
         return skipSvgEngine();
     return fail();
 }

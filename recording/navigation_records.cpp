@@ -6,6 +6,7 @@
 
 #include <QtEndian>
 
+#include <array>
 #include <bit>
 
 namespace CommonNOX::PD::Recording
@@ -18,28 +19,28 @@ using FrameworkCore::AppData::Storage::StorageReader;
 namespace
 {
 
-/// Puts the fields of a record behind each other.
+/// Puts the fields of a record behind each other, and the record behind a run.
 class RecordWriter
 {
 public:
-    explicit RecordWriter(QByteArray &run) : m_begin(run.size())
-    {
-        run.resize(run.size() + RecordSize);
-        m_place = run.data() + m_begin;
-    }
+    explicit RecordWriter(QByteArray &run) : m_run(run) {}
+    RecordWriter(const RecordWriter &) = delete;
+    RecordWriter &operator=(const RecordWriter &) = delete;
+    ~RecordWriter() { m_run.append(m_bytes.data(), RecordSize); }
 
     template <class Integer>
     RecordWriter &operator<<(Integer value)
     {
-        qToLittleEndian(value, m_place);
-        m_place += sizeof(Integer);
+        qToLittleEndian(value, m_bytes.data() + m_size);
+        m_size += sizeof(Integer);
         return *this;
     }
     RecordWriter &operator<<(double value) { return *this << std::bit_cast<quint64>(value); }
 
 private:
-    const int m_begin;
-    char *m_place;
+    QByteArray &m_run;
+    std::array<char, RecordSize> m_bytes{};
+    std::size_t m_size = 0;
 };
 
 class RecordReader

@@ -2,6 +2,7 @@
 
 #include "entries/wire_cursor.h"
 
+#include <QBuffer>
 #include <QDataStream>
 #include <QMetaType>
 #include <QVector>
@@ -76,11 +77,27 @@ void WriteElements(QDataStream &stream, const QVector<T> &values)
 }
 
 template <bool BigEndian, class T>
+void LoadElements(const uchar *from, T *to, int count)
+{
+    for (int i = 0; i < count; ++i)
+        to[i] = WireCodec<T>::template load<BigEndian>(from + qint64(i) * WireCodec<T>::Size);
+}
+
+template <bool BigEndian, class T>
 void ReadElements(QDataStream &stream, QVector<T> &values, quint32 count)
 {
-    std::array<uchar, std::size_t(BulkElements) * WireCodec<T>::Size> scratch;
     // Room for what the device can hold, so that a count alone allocates nothing.
     const qint64 present = stream.device() ? stream.device()->bytesAvailable() / WireCodec<T>::Size : 0;
+    const auto *buffer = qobject_cast<const QBuffer *>(stream.device());
+    if (buffer && present >= qint64(count)) {
+        // In place: the bytes lie in memory already.
+        values.resize(int(count));
+        LoadElements<BigEndian>(reinterpret_cast<const uchar *>(buffer->data().constData()) + buffer->pos(),
+                                values.data(), int(count));
+        stream.skipRawData(int(count) * WireCodec<T>::Size);
+        return;
+    }
+    std::array<uchar, std::size_t(BulkElements) * WireCodec<T>::Size> scratch;
     values.reserve(int(std::min<qint64>(count, present)));
     while (quint32(values.size()) < count) {
         const int chunk = int(std::min<quint32>(BulkElements, count - quint32(values.size())));
@@ -92,9 +109,7 @@ void ReadElements(QDataStream &stream, QVector<T> &values, quint32 count)
         }
         const int begin = values.size();
         values.resize(begin + chunk);
-        T *to = values.data() + begin;
-        for (int i = 0; i < chunk; ++i)
-            to[i] = WireCodec<T>::template load<BigEndian>(scratch.data() + i * WireCodec<T>::Size);
+        LoadElements<BigEndian>(scratch.data(), values.data() + begin, chunk);
     }
 }
 

@@ -92,7 +92,7 @@ public:
         : m_loader(loader), m_walk(*loader, selection)
     {
         for (const int channel : loader->getChannels()) {
-            for (const auto &mark : loader->getChannelTimeNavigation(channel)->getMarks())
+            for (const auto &mark : loader->getMarks(channel))
                 m_places[mark.uuid] = {channel, mark.element};
         }
     }

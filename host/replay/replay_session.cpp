@@ -121,23 +121,26 @@ void ReplaySession::onLoaded()
             return;
         }
     }
-    m_walk = std::make_unique<ReplayWalk>(*m_loader, selection);
-    if (m_walk->getBeginnings().empty() && (selection.fromSecond || selection.toSecond)) {
+    auto walk = std::make_unique<ReplayWalk>(*m_loader, selection);
+    m_beginnings = walk->getBeginnings();
+    if (m_beginnings.empty() && (selection.fromSecond || selection.toSecond)) {
         end(QStringLiteral("the recording has no periods in this span."));
         return;
     }
-    if (!announce(m_connectionId, gatherAnnouncement()))
+    const QJsonObject announcement = gatherAnnouncement(*walk);
+    m_feed = std::make_unique<ReplayFeed>(std::move(walk));
+    if (!announce(m_connectionId, announcement))
         end(QStringLiteral("the recording does not tell what its device is."));
 }
 
-QJsonObject ReplaySession::gatherAnnouncement()
+QJsonObject ReplaySession::gatherAnnouncement(ReplayWalk &walk)
 {
     std::map<int, QString> channels;
     for (const int channel : m_loader->getChannels())
         channels[channel] = QStringLiteral("index=%1").arg(channel);
     QJsonObject parameters;
     Item item;
-    while (m_walk->next(item)) {
+    while (walk.next(item)) {
         if (item.kind == Item::Kind::Block || item.kind == Item::Kind::Scope) {
             m_next = item;
             break;
@@ -204,7 +207,7 @@ void ReplaySession::startFromStoredQiec()
     if (m_overridden.contains(ContextKeys::InitialQiec))
         return;
     QStringList channels;
-    for (const auto &[channel, beginning] : m_walk->getBeginnings()) {
+    for (const auto &[channel, beginning] : m_beginnings) {
         const Utilities::GuiContextVisitor context(m_device->getChannelContext(channel));
         if (context.getProperty(ContextKeys::InitialQiec, 0.0).toDouble() == beginning.qiec ||
             !std::isfinite(beginning.qiec) || !m_device->findChannel(channel))
@@ -246,6 +249,7 @@ void ReplaySession::close()
     m_isEnded = true;
     m_isRunning = false;
     m_timer.stop();
+    m_feed.reset();
     if (m_connection && m_connection->isOpen())
         m_manager->disconnectFromDevice(m_connectionId, QStringLiteral("closed by the host"));
 }
@@ -270,20 +274,20 @@ bool ReplaySession::isLimitReached() const
 
 std::optional<double> ReplaySession::getDone() const
 {
-    if (m_walk)
-        return m_walk->getDone();
+    if (m_feed)
+        return m_feed->getDone();
     return m_connection ? std::optional(m_connection->getLoadingPercent() / 100.0) : std::nullopt;
 }
 
 QString ReplaySession::getEnding() const
 {
-    if (!m_isAtEnd || !m_walk)
+    if (!m_isAtEnd || !m_feed)
         return {};
     const auto &request = m_connection->getRequest();
     QString ending = request.selection.toSecond ? QStringLiteral("the end of the span is reached")
                                                 : QStringLiteral("the end of the recording is reached");
-    if (m_walk->getDamagedCount() > 0)
-        ending += QStringLiteral("; %1 entries are damaged").arg(m_walk->getDamagedCount());
+    if (m_feed->getDamagedCount() > 0)
+        ending += QStringLiteral("; %1 entries are damaged").arg(m_feed->getDamagedCount());
     return ending + QLatin1Char('.');
 }
 
@@ -312,11 +316,17 @@ void ReplaySession::feed()
         }
         if (!m_next) {
             Item item;
-            if (!m_walk->next(item)) {
+            switch (m_feed->take(item)) {
+            case ReplayFeed::Outcome::Item:
+                m_next = std::move(item);
+                break;
+            case ReplayFeed::Outcome::NotYet:
+                m_timer.start(FullPauseMs);
+                return;
+            case ReplayFeed::Outcome::End:
                 m_isAtEnd = true;
                 return;
             }
-            m_next = std::move(item);
         }
         const double wait = getWait(*m_next);
         if (wait > 0.0) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/replay/replay_connection.h"
+#include "host/replay/replay_feed.h"
 #include "host/session/measuring_session.h"
 #include "recording/replay/replay_pacer.h"
 #include "recording/replay/replay_walk.h"
@@ -9,8 +10,10 @@
 #include <QStringList>
 #include <QTimer>
 
+#include <map>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace NoxHost
 {
@@ -49,7 +52,7 @@ private:
     void onStatus(const QString &id, const CommonNOX::ConnectionStatus &status);
     void onLoaded();
     /// Everything before the first period: what the device is and how it was set.
-    QJsonObject gatherAnnouncement();
+    QJsonObject gatherAnnouncement(CommonNOX::Importer::ReplayWalk &walk);
     void applyInitialSettings();
     void applyAction(const Item &item);
     void startFromStoredQiec();
@@ -65,7 +68,8 @@ private:
     QUrl m_url;
     std::shared_ptr<ReplayConnection> m_connection;
     std::shared_ptr<CommonNOX::Importer::PdReplayFileLoader> m_loader;
-    std::unique_ptr<CommonNOX::Importer::ReplayWalk> m_walk;
+    std::map<int, CommonNOX::Importer::ReplayWalk::Beginning> m_beginnings; // by channel
+    std::unique_ptr<ReplayFeed> m_feed;
     std::vector<Item> m_initialActions;
     std::optional<Item> m_next;
     CommonNOX::Importer::ReplayPacer m_pacer;

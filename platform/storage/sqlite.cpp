@@ -167,8 +167,15 @@ QString SqliteStatement::getText(int column) const
 
 QByteArray SqliteStatement::getBytes(int column) const
 {
-    const void *bytes = sqlite3_column_blob(m_statement, column);
-    return QByteArray(static_cast<const char *>(bytes), bytes ? sqlite3_column_bytes(m_statement, column) : 0);
+    QByteArray bytes = viewBytes(column);
+    bytes.detach();
+    return bytes;
+}
+
+QByteArray SqliteStatement::viewBytes(int column) const
+{
+    const char *data = static_cast<const char *>(sqlite3_column_blob(m_statement, column));
+    return data ? QByteArray::fromRawData(data, sqlite3_column_bytes(m_statement, column)) : QByteArray();
 }
 
 bool SqliteStatement::isNull(int column) const

@@ -75,6 +75,8 @@ public:
     QString getText(int column) const;
     /// A copy.
     QByteArray getBytes(int column) const;
+    /// Valid until the next step or reset.
+    QByteArray viewBytes(int column) const;
     bool isNull(int column) const;
     bool isBytes(int column) const;
 

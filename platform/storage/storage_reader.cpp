@@ -61,6 +61,7 @@ struct StorageReader::Private
     bool hasOurTables() const;
     bool loadFacts();
     bool loadKinds();
+    Outcome find(qint64 id, StoredRow &row) const;
 };
 
 /// A planted view or trigger could stand where a table is expected.
@@ -201,13 +202,12 @@ const EntryKind *StorageReader::getKind(int number) const
     return number >= 1 && std::size_t(number) <= d->kinds.size() ? &d->kinds[std::size_t(number) - 1] : nullptr;
 }
 
-Outcome StorageReader::read(qint64 id, StoredRow &row) const
+/// The statement holds the row's bytes until it is reset.
+Outcome StorageReader::Private::find(qint64 id, StoredRow &row) const
 {
-    const std::lock_guard guard(d->mutex);
-    const SqliteReset atEnd(d->selectRow);
-    d->selectRow.bind(1, id);
     row = {};
-    switch (d->selectRow.step()) {
+    selectRow.bind(1, id);
+    switch (selectRow.step()) {
     case Step::Done:
         return Outcome::Missing;
     case Step::Row:
@@ -216,12 +216,32 @@ Outcome StorageReader::read(qint64 id, StoredRow &row) const
         return Outcome::Damaged;
     }
     row.id = id;
-    const qint64 kind = d->selectRow.getInteger(0);
+    const qint64 kind = selectRow.getInteger(0);
     row.kind = int(qBound<qint64>(0, kind, std::numeric_limits<int>::max()));
-    row.number = d->selectRow.getInteger(1);
-    const qint64 checksum = d->selectRow.getInteger(2);
-    row.data = d->selectRow.getBytes(3);
+    row.number = selectRow.getInteger(1);
+    const qint64 checksum = selectRow.getInteger(2);
+    row.data = selectRow.viewBytes(3);
     return row.kind == kind && ComputeChecksum(row) == checksum ? Outcome::Found : Outcome::Damaged;
+}
+
+Outcome StorageReader::read(qint64 id, StoredRow &row) const
+{
+    const std::lock_guard guard(d->mutex);
+    const SqliteReset atEnd(d->selectRow);
+    const Outcome outcome = d->find(id, row);
+    row.data.detach();
+    return outcome;
+}
+
+Outcome StorageReader::look(qint64 id, const std::function<void(const StoredRow &row)> &take) const
+{
+    const std::lock_guard guard(d->mutex);
+    const SqliteReset atEnd(d->selectRow);
+    StoredRow row;
+    const Outcome outcome = d->find(id, row);
+    if (outcome == Outcome::Found)
+        take(row);
+    return outcome;
 }
 
 std::vector<RowPlace> StorageReader::listRows(int kind, const RowPlace &behind, int limit) const

@@ -5,6 +5,7 @@
 
 #include <QMap>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -53,6 +54,8 @@ public:
     /// The row of an id. Damaged where its checksum does not hold (then `row` has what can be read) and where its bytes
     /// cannot be read.
     Outcome read(qint64 id, StoredRow &row) const;
+    /// As read(), without a copy: `take` sees a row that was found, as long as it runs, and calls nothing here.
+    Outcome look(qint64 id, const std::function<void(const StoredRow &row)> &take) const;
 
     /// At most `limit` rows of a kind behind the given place, in order of number, then id.
     std::vector<RowPlace> listRows(int kind, const RowPlace &behind, int limit) const;

@@ -19,10 +19,8 @@ ChannelRecordingState::ChannelRecordingState(StorageState &storage, int channel,
                                      ToClassification(channel), RecordSize})),
       m_lastQiec(continued ? continued->qiec : initialQiec)
 {
-    if (continued) {
+    if (continued)
         m_lastIndex = continued->lastIndex;
-        m_areReadingsComing = true;
-    }
 }
 
 qint64 ChannelRecordingState::addPeriodBlock(StorageState &storage, RecordingClock &clock, quint64 index,
@@ -89,8 +87,6 @@ void ChannelRecordingState::flushElements(StorageState &storage, qint64 nowMs)
         Waiting &first = m_waiting.front();
         const bool isThere = findQiec(first.record.globalIndex, first.record.qiec);
         if (!isThere && m_areReadingsComing && nowMs - first.sinceMs < MsOfPatience)
-            return;
-        if (!isThere && !m_areReadingsComing && nowMs - first.sinceMs < MsOfPatience / 2)
             return;
         append(storage);
     }

@@ -16,8 +16,8 @@ namespace CommonNOX::PD::Recording
 
 /// What one channel adds to a recording: its blocks, and a time element a period.
 ///
-/// An element holds the Qiec reading before its period, which the evaluation brings a little later: elements wait for
-/// it, in order, and go without it when it does not come in time.
+/// An element holds the Qiec reading before its period, which the evaluation, if there is one, brings a little later:
+/// elements wait for it, in order, and go without it when it does not come in time.
 class ChannelRecordingState
 {
 public:
@@ -30,6 +30,8 @@ public:
     /// Appends a block and queues the elements of its periods; the row, or 0 when it could not be turned into bytes.
     qint64 addPeriodBlock(StorageState &storage, RecordingClock &clock, quint64 index,
                           const Devices::PdDevice::PeriodBlockPtr &block, qint64 nowMs);
+    /// Whether somebody evaluates Qiec, so that readings are worth waiting for.
+    void setReadingsExpected(bool areExpected) { m_areReadingsComing = areExpected; }
     /// A reading of Qiec after the period of an index.
     void noteQiec(quint64 index, double value);
     /// Appends the elements whose readings are there, and those that have waited long enough.

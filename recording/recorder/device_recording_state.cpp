@@ -7,6 +7,7 @@
 #include "entries/measurement/voltage_scope.h"
 #include "entries/property_keys.h"
 #include "evaluation/context_keys.h"
+#include "evaluation/processors/processor_names.h"
 #include "platform/data_store.h"
 #include "recording/replay_file.h"
 
@@ -82,6 +83,14 @@ bool DeviceRecordingState::initialize(const RecordingSubject &subject, const QSt
     return true;
 }
 
+void DeviceRecordingState::noteEvaluators(int channel, const QVariant &names)
+{
+    const auto found = m_channels.find(channel);
+    if (found != m_channels.end())
+        found->second.state->setReadingsExpected(
+            Evaluation::Processors::SplitProcessorNames(names.toString()).contains(QiecKind));
+}
+
 bool DeviceRecordingState::appendEntry(const QString &type, const QString &category, int channel,
                                        const DataEntryConstPtr &entry, PdGlobalNavigationType navigation, qint64 number)
 {
@@ -111,6 +120,8 @@ void DeviceRecordingState::addNavigation(PdGlobalNavigationType type, int channe
 void DeviceRecordingState::recordConfigChange(int channel, const QString &path, const QVariant &newValue,
                                               const QVariant &oldValue)
 {
+    if (path == Evaluation::ContextKeys::UsedEvaluators)
+        noteEvaluators(channel, newValue);
     const auto action = std::make_shared<PdReplayActionV1>();
     action->set(Keys::Path, path);
     action->set(Keys::NewValue, newValue);

@@ -65,6 +65,7 @@ private:
     /// Names the time element that comes next on a channel.
     void addNavigation(Entries::Recording::PdGlobalNavigationType type, int channel, qint64 row);
     bool addTimeNavigationElements(int channel, qint64 row, qint64 firstElement);
+    void noteEvaluators(int channel, const QVariant &names);
     void addQtUt(int channel, const QtUtRecord &record);
 
     StorageState m_storage;

@@ -5,10 +5,12 @@
 #include "platform/storage/storage_reader.h"
 
 #include <memory>
+#include <vector>
 
 namespace CommonNOX::Entries::Results::Space2D
 {
 class PeriodBlockV1;
+class PeriodV2;
 } // namespace CommonNOX::Entries::Results::Space2D
 
 namespace CommonNOX::Importer
@@ -24,5 +26,9 @@ NOX_EXPORT PeriodBlockConstPtr ReadBlock(const FrameworkCore::AppData::Storage::
 NOX_EXPORT quint32 CountPeriods(const Entries::Results::Space2D::PeriodBlockV1 &block);
 /// Null beyond the end.
 NOX_EXPORT DataEntryConstPtr PeriodOf(const Entries::Results::Space2D::PeriodBlockV1 &block, quint32 offset);
+
+/// The periods of a block that nobody else holds; null for what is no period.
+std::vector<std::shared_ptr<Entries::Results::Space2D::PeriodV2>>
+TakePeriods(const Entries::Results::Space2D::PeriodBlockV1 &block);
 
 } // namespace CommonNOX::Importer

@@ -56,12 +56,12 @@ struct ChannelReplayStatus
     /// The row of the latest scope that was handed out; 0 for none.
     qint64 scopeRow = 0;
 
-    /// The latest block, kept for its other periods.
+    /// The periods of the latest block that have not been handed out, empty where they have; by offset.
     qint64 blockRow = 0;
-    PeriodBlockConstPtr block;
+    std::vector<std::shared_ptr<Entries::Results::Space2D::PeriodV2>> periods;
     /// Of the latest position; null where it is lost.
     TimeRecord element;
-    std::shared_ptr<const Entries::Results::Space2D::PeriodV2> period;
+    std::shared_ptr<Entries::Results::Space2D::PeriodV2> period;
 };
 
 } // namespace CommonNOX::Importer

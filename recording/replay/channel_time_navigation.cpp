@@ -23,6 +23,16 @@ constexpr int BlocksOfPiece = 1000;
 /// Looks at the progress after so many blocks.
 constexpr int BlocksBetweenLooks = 64;
 
+quint64 countOf(const QByteArray &run)
+{
+    return quint64(run.size() / RecordSize);
+}
+
+TimeRecord recordOf(const QByteArray &run, quint64 place)
+{
+    return ReadTimeRecord(run.constData() + place * RecordSize);
+}
+
 } // namespace
 
 ChannelTimeNavigation::ChannelTimeNavigation(const std::shared_ptr<const StorageReader> &reader, int channel,
@@ -31,53 +41,44 @@ ChannelTimeNavigation::ChannelTimeNavigation(const std::shared_ptr<const Storage
       m_mostRuns(std::max<std::size_t>(2, mostRuns))
 {}
 
-std::optional<ChannelTimeNavigation::Records> ChannelTimeNavigation::readRun(qint64 row) const
+QByteArray ChannelTimeNavigation::readRun(qint64 row) const
 {
     StoredRow stored;
-    if (m_reader->read(row, stored) != Outcome::Found || stored.kind != m_elementKind || stored.data.isEmpty() ||
-        stored.data.size() % RecordSize != 0 || stored.data.size() > RecordSize * ElementsOfRun)
-        return std::nullopt;
-    Records records;
-    records.reserve(std::size_t(stored.data.size() / RecordSize));
-    for (int at = 0; at < stored.data.size(); at += RecordSize)
-        records.push_back(ReadTimeRecord(stored.data.constData() + at));
-    return records;
+    const bool isGood = m_reader->read(row, stored) == Outcome::Found && stored.kind == m_elementKind &&
+                        stored.data.size() % RecordSize == 0 && stored.data.size() <= RecordSize * ElementsOfRun;
+    return isGood ? stored.data : QByteArray();
 }
 
 bool ChannelTimeNavigation::readSpans(const Progress &progress)
 {
-    const std::vector<RowPlace> places =
-        m_elementKind != 0 ? m_reader->listRows(m_elementKind) : std::vector<RowPlace>();
-    m_count = 0;
+    const std::lock_guard guard(m_mutex);
+    const auto places = m_elementKind != 0 ? m_reader->listRows(m_elementKind) : std::vector<RowPlace>();
     for (std::size_t i = 0; i < places.size(); ++i) {
-        if (progress && !progress(double(i) / double(places.size())))
-            return false;
         // A number that no run can have comes from a damaged row.
         const quint64 first = quint64(std::max<qint64>(0, places[i].number));
         if (first < m_count || first > m_count + places.size() * quint64(ElementsOfRun))
             continue;
-        const auto records = readRun(places[i].id);
-        if (!records)
-            continue;
         if (first > m_count)
             m_holes.push_back({m_count, first});
-        const auto shared = std::make_shared<const Records>(*records);
-        m_runs.push_back(
-            {first, records->size(), places[i].id, records->front().startingSecond, records->front().globalIndex});
-        m_count = first + records->size();
-        if (m_kept.size() < m_mostRuns)
-            m_kept.emplace_front(first, shared);
+        // All but the last are full; where the next one says otherwise, one is damaged.
+        const bool isLast = i + 1 == places.size();
+        const quint64 next = isLast ? 0 : quint64(std::max<qint64>(0, places[i + 1].number));
+        const quint64 most = next > first ? std::min<quint64>(next - first, ElementsOfRun) : ElementsOfRun;
+        const quint64 count = isLast ? countOf(readRun(places[i].id)) : most;
+        if (count > 0)
+            m_runs.push_back({first, count, places[i].id});
+        m_count = first + count;
     }
     if (hasBlocksBehindTheEnd())
         m_holes.push_back({m_count, std::nullopt});
-    return true;
+    return !progress || progress(1.0);
 }
 
 bool ChannelTimeNavigation::hasBlocksBehindTheEnd() const
 {
     if (m_blockKind == 0)
         return false;
-    const auto last = m_count > 0 ? find(m_count - 1) : std::nullopt;
+    const auto last = m_count > 0 ? findRecord(m_count - 1) : std::nullopt;
     if (!last)
         return !m_reader->listRows(m_blockKind, {std::numeric_limits<qint64>::min(), 0}, 1).empty();
     const qint64 blockNumber = qint64(last->globalIndex - last->periodOffset);
@@ -89,9 +90,19 @@ bool ChannelTimeNavigation::hasBlocksBehindTheEnd() const
 
 bool ChannelTimeNavigation::fillHoles(const RecordingOrigin &origin, const Progress &progress)
 {
-    for (const Hole &hole : std::exchange(m_holes, {})) {
+    const std::lock_guard guard(m_mutex);
+    m_origin = origin;
+    return fill(progress);
+}
+
+bool ChannelTimeNavigation::fill(const Progress &progress) const
+{
+    const std::vector<Hole> holes = std::exchange(m_holes, {});
+    if (holes.empty())
+        return true;
+    for (const Hole &hole : holes) {
         bool isInterrupted = false;
-        Records records = rebuild(hole, origin, [&](double done) {
+        Records records = rebuild(hole, [&](double done) {
             isInterrupted = progress && !progress(done);
             return !isInterrupted;
         });
@@ -100,13 +111,14 @@ bool ChannelTimeNavigation::fillHoles(const RecordingOrigin &origin, const Progr
         m_rebuilt += records.size();
         if (hole.end && records.size() < *hole.end - hole.first) {
             m_lost += *hole.end - hole.first - records.size();
-            const TimeRecord last = records.empty() ? find(hole.first - 1).value_or(TimeRecord()) : records.back();
-            TimeRecord lost{last.globalIndex, 0, last.qiec, last.startingSecond, 0};
+            const TimeRecord last =
+                records.empty() ? findRecord(hole.first - 1).value_or(TimeRecord()) : records.back();
+            const TimeRecord lost{last.globalIndex, 0, last.qiec, last.startingSecond, 0};
             records.resize(std::size_t(*hole.end - hole.first), lost);
         }
         insertRebuilt(hole.first, records);
     }
-    if (m_rebuilt > 0)
+    if (m_rebuilt > 0 || m_lost > 0)
         qCWarning(libraryLog()).noquote()
             << QStringLiteral("the time line of channel %1 has gaps: %2 elements were made again from the blocks, "
                               "%3 periods are lost")
@@ -116,12 +128,29 @@ bool ChannelTimeNavigation::fillHoles(const RecordingOrigin &origin, const Progr
     return true;
 }
 
-void ChannelTimeNavigation::insertRebuilt(quint64 first, const Records &records)
+void ChannelTimeNavigation::mend() const
+{
+    m_isMended = true;
+    m_kept.clear();
+    std::vector<Run> good;
+    for (const Run &run : m_runs) {
+        const QByteArray bytes = run.row != 0 ? readRun(run.row) : QByteArray();
+        if (run.row == 0 || countOf(bytes) >= run.count)
+            good.push_back(run);
+        else
+            m_holes.push_back({run.first, run.first + run.count});
+    }
+    m_runs = std::move(good);
+    fill({});
+}
+
+void ChannelTimeNavigation::insertRebuilt(quint64 first, const Records &records) const
 {
     for (std::size_t at = 0; at < records.size(); at += ElementsOfRun) {
         const auto end = std::min(records.size(), at + ElementsOfRun);
-        const Run run{first + at, end - at, 0, records[at].startingSecond, records[at].globalIndex};
-        m_made[run.first] = std::make_shared<const Records>(records.begin() + long(at), records.begin() + long(end));
+        const Run run{first + at, end - at, 0, records[at]};
+        for (std::size_t i = at; i < end; ++i)
+            AppendRecord(m_made[run.first], records[i]);
         const auto place = std::lower_bound(m_runs.begin(), m_runs.end(), run.first,
                                             [](const Run &other, quint64 number) { return other.first < number; });
         m_runs.insert(place, run);
@@ -129,23 +158,22 @@ void ChannelTimeNavigation::insertRebuilt(quint64 first, const Records &records)
     m_count = std::max(m_count, first + records.size());
 }
 
-ChannelTimeNavigation::Records ChannelTimeNavigation::rebuild(const Hole &hole, const RecordingOrigin &origin,
-                                                              const Progress &progress)
+ChannelTimeNavigation::Records ChannelTimeNavigation::rebuild(const Hole &hole, const Progress &progress) const
 {
     Records records;
     if (m_blockKind == 0)
         return records;
-    const auto before = hole.first > 0 ? find(hole.first - 1) : std::nullopt;
+    const auto before = hole.first > 0 ? findRecord(hole.first - 1) : std::nullopt;
     const TimeRecord endless{0, std::numeric_limits<qint64>::max(), 0.0, 0, 0};
-    const TimeRecord after = (hole.end ? find(*hole.end) : std::nullopt).value_or(endless);
+    const TimeRecord after = (hole.end ? findRecord(*hole.end) : std::nullopt).value_or(endless);
     // Where the instrument's clock began anew, seconds lie elsewhere: the neighbour tells by how much.
     qint64 shift = 0;
     const auto secondOf = [&](const DataEntryConstPtr &period) -> std::optional<qint64> {
         const quint32 rate = period ? period->get(Keys::SampleRate).toUInt() : 0;
-        if (rate == 0 || !origin.ticks)
+        if (rate == 0 || !m_origin.ticks)
             return std::nullopt;
         const qint64 ticks = period->get(Keys::StartTime).toLongLong();
-        return ticks > *origin.ticks ? qint64((quint64(ticks) - quint64(*origin.ticks)) / rate) : 0;
+        return ticks > *m_origin.ticks ? qint64((quint64(ticks) - quint64(*m_origin.ticks)) / rate) : 0;
     };
     TimeRecord last = before.value_or(TimeRecord());
     RowPlace place{std::numeric_limits<qint64>::min(), 0};
@@ -189,73 +217,121 @@ ChannelTimeNavigation::Records ChannelTimeNavigation::rebuild(const Hole &hole, 
     }
 }
 
-const ChannelTimeNavigation::Run *ChannelTimeNavigation::runOf(quint64 number) const
+/// Of the run that begins at the element or before it; the number of runs when there is none.
+std::size_t ChannelTimeNavigation::placeOf(quint64 number) const
 {
-    auto run = std::upper_bound(m_runs.begin(), m_runs.end(), number,
-                                [](quint64 value, const Run &other) { return value < other.first; });
-    if (run == m_runs.begin())
-        return nullptr;
-    --run;
-    return number < run->first + run->count ? &*run : nullptr;
+    const auto run = std::upper_bound(m_runs.begin(), m_runs.end(), number,
+                                      [](quint64 value, const Run &other) { return value < other.first; });
+    return run == m_runs.begin() ? m_runs.size() : std::size_t(run - m_runs.begin()) - 1;
 }
 
-std::shared_ptr<const ChannelTimeNavigation::Records> ChannelTimeNavigation::load(const Run &run) const
+QByteArray ChannelTimeNavigation::load(const Run &run) const
 {
-    const auto made = m_made.find(run.first);
-    if (made != m_made.end())
-        return made->second;
-    const std::lock_guard guard(m_mutex);
+    if (run.row == 0)
+        return m_made.at(run.first);
     const auto kept =
         std::find_if(m_kept.begin(), m_kept.end(), [&](const auto &other) { return other.first == run.first; });
     if (kept != m_kept.end()) {
         m_kept.splice(m_kept.begin(), m_kept, kept);
         return kept->second;
     }
-    auto records = readRun(run.row);
-    // It was whole when the list was read.
-    const auto shared = std::make_shared<const Records>(records ? std::move(*records) : Records());
-    m_kept.emplace_front(run.first, shared);
+    const QByteArray bytes = readRun(run.row);
+    if (countOf(bytes) < run.count)
+        return {};
+    m_kept.emplace_front(run.first, bytes);
     if (m_kept.size() > m_mostRuns)
         m_kept.pop_back();
-    return shared;
+    return bytes;
+}
+
+std::optional<TimeRecord> ChannelTimeNavigation::findRecord(quint64 number) const
+{
+    const std::size_t place = placeOf(number);
+    if (place == m_runs.size() || number >= m_runs[place].first + m_runs[place].count)
+        return std::nullopt;
+    const QByteArray records = load(m_runs[place]);
+    if (records.isEmpty()) {
+        if (m_isMended)
+            return std::nullopt;
+        mend();
+        return findRecord(number);
+    }
+    const TimeRecord record = recordOf(records, number - m_runs[place].first);
+    return record.block != 0 ? std::optional(record) : std::nullopt;
 }
 
 std::optional<TimeRecord> ChannelTimeNavigation::find(quint64 number) const
 {
-    const Run *run = runOf(number);
-    if (!run)
-        return std::nullopt;
-    const auto records = load(*run);
-    const quint64 place = number - run->first;
-    if (place >= records->size() || (*records)[place].block == 0)
-        return std::nullopt;
-    return (*records)[place];
+    const std::lock_guard guard(m_mutex);
+    return findRecord(number);
+}
+
+quint64 ChannelTimeNavigation::getCount() const
+{
+    const std::lock_guard guard(m_mutex);
+    return m_count;
+}
+
+quint64 ChannelTimeNavigation::getRebuiltCount() const
+{
+    const std::lock_guard guard(m_mutex);
+    return m_rebuilt;
+}
+
+quint64 ChannelTimeNavigation::getLostCount() const
+{
+    const std::lock_guard guard(m_mutex);
+    return m_lost;
 }
 
 template <class Before>
-quint64 ChannelTimeNavigation::findFirst(Before isBefore, bool (*isRunBefore)(const Run &, quint64),
-                                         quint64 value) const
+quint64 ChannelTimeNavigation::findFirst(Before isBefore) const
 {
-    auto run = std::lower_bound(m_runs.begin(), m_runs.end(), value, isRunBefore);
-    if (run == m_runs.begin())
-        return run == m_runs.end() ? m_count : run->first;
-    // The one before may hold it.
-    const Run &earlier = *std::prev(run);
-    const auto records = load(earlier);
-    const auto found = std::partition_point(records->begin(), records->end(), isBefore);
-    return earlier.first + quint64(found - records->begin());
+    const std::lock_guard guard(m_mutex);
+    // The last run that begins before what is looked for.
+    std::size_t low = 0;
+    std::size_t high = m_runs.size();
+    while (low < high) {
+        const std::size_t middle = low + (high - low) / 2;
+        if (!m_runs[middle].begin) {
+            const QByteArray records = load(m_runs[middle]);
+            if (records.isEmpty()) {
+                if (m_isMended)
+                    return m_count;
+                mend();
+                return findFirst(isBefore);
+            }
+            m_runs[middle].begin = recordOf(records, 0);
+        }
+        if (isBefore(*m_runs[middle].begin))
+            low = middle + 1;
+        else
+            high = middle;
+    }
+    if (low == 0)
+        return m_runs.empty() ? m_count : m_runs.front().first;
+    const Run &run = m_runs[low - 1];
+    const QByteArray records = load(run);
+    quint64 first = 0;
+    quint64 end = std::min(countOf(records), run.count);
+    while (first < end) {
+        const quint64 middle = first + (end - first) / 2;
+        if (isBefore(recordOf(records, middle)))
+            first = middle + 1;
+        else
+            end = middle;
+    }
+    return run.first + first;
 }
 
 quint64 ChannelTimeNavigation::findSecond(quint32 second) const
 {
-    return findFirst([second](const TimeRecord &record) { return record.startingSecond < second; },
-                     [](const Run &run, quint64 value) { return run.firstSecond < value; }, second);
+    return findFirst([second](const TimeRecord &record) { return record.startingSecond < second; });
 }
 
 quint64 ChannelTimeNavigation::findPeriod(quint64 globalIndex) const
 {
-    return findFirst([globalIndex](const TimeRecord &record) { return record.globalIndex < globalIndex; },
-                     [](const Run &run, quint64 value) { return run.firstIndex < value; }, globalIndex);
+    return findFirst([globalIndex](const TimeRecord &record) { return record.globalIndex < globalIndex; });
 }
 
 QString ChannelTimeNavigation::toUuid(quint64 number) const
@@ -266,7 +342,7 @@ QString ChannelTimeNavigation::toUuid(quint64 number) const
 std::optional<quint64> ChannelTimeNavigation::toNumber(const QString &uuid) const
 {
     const auto place = m_reader->getUuids().toPlace(uuid);
-    if (!place || m_elementKind == 0 || place->kind != m_elementKind || quint64(place->number) >= m_count)
+    if (!place || m_elementKind == 0 || place->kind != m_elementKind || quint64(place->number) >= getCount())
         return std::nullopt;
     return quint64(place->number);
 }

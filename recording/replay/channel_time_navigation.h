@@ -26,8 +26,9 @@ struct RecordingOrigin
 
 /// The time line of one channel: its time elements in order, numbered from 0.
 ///
-/// Runs of elements are read as they are needed, and a bounded number of them is kept. Elements that are missing, or
-/// whose run is damaged, are made again from the channel's blocks. Any thread once it is built.
+/// Runs of elements are read when they are needed, so that opening a recording of a day costs no more than one of a
+/// minute, and a bounded number of them is kept. Elements that are missing are made again from the channel's blocks; so
+/// are all whose runs are damaged once the first such run is met. Any thread.
 class NOX_EXPORT ChannelTimeNavigation
 {
 public:
@@ -37,7 +38,7 @@ public:
 
     /// Called between steps with the part from 0 to 1 that is done; false ends the work.
     using Progress = std::function<bool(double done)>;
-    /// Reads the list of runs with the first second of each.
+    /// Reads the list of runs.
     bool readSpans(const Progress &progress);
     /// Makes the elements that are missing.
     bool fillHoles(const RecordingOrigin &origin, const Progress &progress);
@@ -45,10 +46,10 @@ public:
     int getChannel() const { return m_channel; }
     int getElementKind() const { return m_elementKind; }
     int getBlockKind() const { return m_blockKind; }
-    quint64 getCount() const { return m_count; }
+    quint64 getCount() const;
     /// Elements that were made from blocks; of these, periods that are lost with their blocks.
-    quint64 getRebuiltCount() const { return m_rebuilt; }
-    quint64 getLostCount() const { return m_lost; }
+    quint64 getRebuiltCount() const;
+    quint64 getLostCount() const;
 
     /// Nothing beyond the end, and for a period that is lost.
     std::optional<TimeRecord> find(quint64 number) const;
@@ -69,7 +70,7 @@ public:
         quint64 element = 0; ///< the one that it precedes
         QString uuid;        ///< of the entry
     };
-    void addMark(const Mark &mark) { m_marks.push_back(mark); }
+    void setMarks(std::vector<Mark> marks) { m_marks = std::move(marks); }
     const std::vector<Mark> &getMarks() const { return m_marks; }
 
 private:
@@ -78,9 +79,8 @@ private:
     {
         quint64 first = 0;
         quint64 count = 0;
-        qint64 row = 0; ///< 0 for one that was made from blocks
-        quint32 firstSecond = 0;
-        quint64 firstIndex = 0;
+        qint64 row = 0;                                 ///< 0 for one that was made from blocks
+        std::optional<TimeRecord> begin = std::nullopt; ///< once it has been read
     };
     struct Hole
     {
@@ -88,29 +88,38 @@ private:
         std::optional<quint64> end; ///< nothing at the end of the time line
     };
 
-    std::optional<Records> readRun(qint64 row) const;
-    std::shared_ptr<const Records> load(const Run &run) const;
-    const Run *runOf(quint64 number) const;
+    // All of them under the lock.
+    QByteArray readRun(qint64 row) const;
+    /// Empty when the run is damaged.
+    QByteArray load(const Run &run) const;
+    std::size_t placeOf(quint64 number) const;
+    std::optional<TimeRecord> findRecord(quint64 number) const;
     template <class Before>
-    quint64 findFirst(Before isBefore, bool (*isRunBefore)(const Run &, quint64), quint64 value) const;
-    Records rebuild(const Hole &hole, const RecordingOrigin &origin, const Progress &progress);
+    quint64 findFirst(Before isBefore) const;
+    /// Reads all runs, and makes those again that are damaged.
+    void mend() const;
+    bool fill(const Progress &progress) const;
+    Records rebuild(const Hole &hole, const Progress &progress) const;
     bool hasBlocksBehindTheEnd() const;
-    void insertRebuilt(quint64 first, const Records &records);
+    void insertRebuilt(quint64 first, const Records &records) const;
 
     const std::shared_ptr<const StorageReader> m_reader;
     const int m_channel;
     const int m_elementKind;
     const int m_blockKind;
     const std::size_t m_mostRuns;
-    quint64 m_count = 0;
-    quint64 m_rebuilt = 0;
-    quint64 m_lost = 0;
-    std::vector<Run> m_runs; // by first element
-    std::vector<Hole> m_holes;
-    std::map<quint64, std::shared_ptr<const Records>> m_made; // by first element
     std::vector<Mark> m_marks;
-    mutable std::mutex m_mutex;                                                   // guards the runs that are kept
-    mutable std::list<std::pair<quint64, std::shared_ptr<const Records>>> m_kept; // the latest first
+    RecordingOrigin m_origin;
+    // Recursive: what is made again leans on its neighbours.
+    mutable std::recursive_mutex m_mutex; // guards the rest, which damage that is met late changes
+    mutable quint64 m_count = 0;
+    mutable quint64 m_rebuilt = 0;
+    mutable quint64 m_lost = 0;
+    mutable bool m_isMended = false;
+    mutable std::vector<Run> m_runs; // by first element
+    mutable std::vector<Hole> m_holes;
+    mutable std::map<quint64, QByteArray> m_made;             // runs by first element
+    mutable std::list<std::pair<quint64, QByteArray>> m_kept; // by first element, the latest first
 };
 
 } // namespace CommonNOX::Importer

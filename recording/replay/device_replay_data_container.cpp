@@ -170,13 +170,20 @@ bool DeviceReplayDataContainer::extractPeriodInformationFromTimeNavigation(Chann
     const auto element = status.navigation->find(position);
     if (!element)
         return false;
-    if (status.blockRow != qint64(element->block) || !status.block) {
-        status.blockRow = qint64(element->block);
-        status.block = ReadBlock(*m_reader, status.blockRow);
-    }
     status.element = *element;
-    if (status.block)
-        status.period = std::dynamic_pointer_cast<const PeriodV2>(PeriodOf(*status.block, element->periodOffset));
+    const auto isKept = [&] {
+        return status.blockRow == qint64(element->block) && element->periodOffset < status.periods.size() &&
+               status.periods[element->periodOffset];
+    };
+    if (!isKept()) {
+        status.blockRow = qint64(element->block);
+        status.periods.clear();
+        if (const auto block = ReadBlock(*m_reader, status.blockRow))
+            status.periods = TakePeriods(*block);
+    }
+    // Who gets the period may change it: it is not kept.
+    if (isKept())
+        status.period = std::move(status.periods[element->periodOffset]);
     return status.period != nullptr;
 }
 
@@ -235,6 +242,7 @@ bool DeviceReplayDataContainer::listEntryLoaders()
 bool DeviceReplayDataContainer::extractGlobalNavigationInformation(const ChannelReplayStatus &status,
                                                                    ChannelTimeNavigation &navigation) const
 {
+    std::vector<ChannelTimeNavigation::Mark> marks;
     for (const int kind : m_reader->findKinds(TypeOf<PdGlobalNavigationElementV1>())) {
         if (m_reader->getKind(kind)->recordSize != RecordSize)
             return false;
@@ -249,11 +257,12 @@ bool DeviceReplayDataContainer::extractGlobalNavigationInformation(const Channel
                                     (record.channel == DeviceItself && navigation.getElementKind() != 0 &&
                                      record.elementKind == navigation.getElementKind());
                 if (isHere && record.type != PdGlobalNavigationType::PeriodBlock)
-                    navigation.addMark(
+                    marks.push_back(
                         {record.type, record.element, m_reader->getUuids().toUuid({0, qint64(record.entry)})});
             }
         }
     }
+    navigation.setMarks(std::move(marks));
     return true;
 }
 

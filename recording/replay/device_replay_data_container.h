@@ -94,7 +94,7 @@ protected:
     bool extractHeaderInformation();
     /// Lists the loaders of the file.
     bool listEntryLoaders();
-    /// Notes what the file-wide list ties to the channel's time line.
+    /// Notes what the file-wide list ties to the channel's time line. False when the list cannot be read.
     bool extractGlobalNavigationInformation(const ChannelReplayStatus &status, ChannelTimeNavigation &navigation) const;
     void publishNewFileStatus(ReplayFileStatus status);
     /// Makes a stage current; progress within it comes from advanceTo().

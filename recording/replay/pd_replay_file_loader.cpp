@@ -180,9 +180,8 @@ bool PdReplayFileLoader::initializeChannelTimeNavigation()
         createChannelReplayStatus(channel);
         createChannelTimePosition(channel);
     }
+    // What it ties to places is not needed to play, and is read when it is asked for.
     enterStage(LoadingStage::GlobalNavigation);
-    for (const auto &[channel, navigation] : m_navigations)
-        extractGlobalNavigationInformation(*m_statuses[channel], *navigation);
     return advanceTo(1.0);
 }
 
@@ -257,6 +256,18 @@ std::shared_ptr<const ChannelTimePosition> PdReplayFileLoader::getChannelReplayP
 std::shared_ptr<const ChannelTimeNavigation> PdReplayFileLoader::getChannelTimeNavigation(int channel) const
 {
     return findIn(m_navigations, channel);
+}
+
+std::vector<ChannelTimeNavigation::Mark> PdReplayFileLoader::getMarks(int channel) const
+{
+    const auto navigation = findIn(m_navigations, channel);
+    const auto status = findIn(m_statuses, channel);
+    if (!navigation || !status)
+        return {};
+    const std::lock_guard guard(status->mutex);
+    if (navigation->getMarks().empty())
+        extractGlobalNavigationInformation(*status, *navigation);
+    return navigation->getMarks();
 }
 
 std::optional<TimeRecord> PdReplayFileLoader::findPeriod(int channel, const QString &periodUuid) const

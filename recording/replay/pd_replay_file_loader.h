@@ -50,6 +50,8 @@ public:
     std::shared_ptr<const ChannelTimePosition> getChannelReplayPosition(int channel) const;
     /// Null for a channel that the file does not know.
     std::shared_ptr<const ChannelTimeNavigation> getChannelTimeNavigation(int channel) const;
+    /// What was set or noted on the channel's time line; read when it is asked for. Empty for an unknown channel.
+    std::vector<ChannelTimeNavigation::Mark> getMarks(int channel) const;
     /// The element of a period by its uuid, which is that of its time element; nothing for an unknown one.
     std::optional<TimeRecord> findPeriod(int channel, const QString &periodUuid) const;
 

@@ -72,14 +72,15 @@ bool PdReplayImporter::extractNextPeriod(const int &channel, PeriodPtr &period)
         const double wait = status->pacer.getWait(status->period->get(Keys::StartTime).toLongLong(),
                                                   status->period->get(Keys::SampleRate).toUInt(), status->speedFactor,
                                                   double(m_timer.nsecsElapsed()) / 1e6);
-        if (wait > 0.0)
+        if (wait > 0.0) {
+            status->periods[status->element.periodOffset] = std::move(status->period);
             return true;
+        }
         status->pacer.advance();
         position->set(position->get() + 1);
         if (!std::exchange(status->isQiecTold, true))
             initialQiec = status->element.qiec;
-        // A copy: who gets it may change it.
-        period = std::make_shared<PeriodV2>(*status->period);
+        period = std::move(status->period);
     }
     if (initialQiec)
         emit initialQiecValueChanged(channel, *initialQiec);

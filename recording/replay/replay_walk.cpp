@@ -115,18 +115,18 @@ bool ReplayWalk::next(RecordedItem &item)
 
 bool ReplayWalk::read(qint64 row, RecordedItem &item)
 {
-    StoredRow stored;
-    if (m_reader->read(row, stored) != StorageReader::Outcome::Found) {
+    std::shared_ptr<QVariant> value;
+    const auto outcome = m_reader->look(row, [&](const StoredRow &stored) {
+        if (stored.kind <= 0 || std::size_t(stored.kind) >= m_kinds.size() || !m_kinds[std::size_t(stored.kind)].first)
+            return;
+        item.kind = *m_kinds[std::size_t(stored.kind)].first;
+        item.channel = m_kinds[std::size_t(stored.kind)].second;
+        item.index = quint64(stored.number);
+        value = ParseRow(*m_reader, stored);
+    });
+    if (outcome != StorageReader::Outcome::Found)
         ++m_damaged;
-        return false;
-    }
-    if (stored.kind <= 0 || std::size_t(stored.kind) >= m_kinds.size() || !m_kinds[std::size_t(stored.kind)].first)
-        return false;
-    item.kind = *m_kinds[std::size_t(stored.kind)].first;
-    item.channel = m_kinds[std::size_t(stored.kind)].second;
-    item.index = quint64(stored.number);
     item.row = row;
-    const auto value = ParseRow(*m_reader, stored);
     item.entry = value ? DataEntryFromVariant(*value) : nullptr;
     return item.entry != nullptr;
 }
