@@ -165,13 +165,6 @@ QString SqliteStatement::getText(int column) const
                              sqlite3_column_bytes(m_statement, column));
 }
 
-QByteArray SqliteStatement::getBytes(int column) const
-{
-    QByteArray bytes = viewBytes(column);
-    bytes.detach();
-    return bytes;
-}
-
 QByteArray SqliteStatement::viewBytes(int column) const
 {
     const char *data = static_cast<const char *>(sqlite3_column_blob(m_statement, column));

@@ -73,8 +73,6 @@ public:
 
     qint64 getInteger(int column) const;
     QString getText(int column) const;
-    /// A copy.
-    QByteArray getBytes(int column) const;
     /// Valid until the next step or reset.
     QByteArray viewBytes(int column) const;
     bool isNull(int column) const;
