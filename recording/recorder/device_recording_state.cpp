@@ -53,6 +53,7 @@ bool DeviceRecordingState::initialize(const RecordingSubject &subject, const QSt
         return false;
     }
     m_clock = {};
+    m_isFinishing = false;
     m_channels.clear();
     m_voltage = 0.0;
     m_overviewRate = quint32(std::max(1, 1000 / std::max(1, subject.qtUtMs)));

@@ -264,6 +264,7 @@ void PdRecorder::onControl(const QVariant &value)
             m_resultChannels[GetDataEntryNameForDeviceChannel(subject.results, QString::number(index))] = index;
         }
     }
+    ++m_sentStarts;
     m_isWanted = true;
     add(Work::Start{*command, subject}, BytesOfItem);
 }
@@ -278,11 +279,10 @@ void PdRecorder::onStarted(const QString &path)
 
 void PdRecorder::onEnded(const QString &path, const QString &reason, bool error)
 {
-    // One that goes on in a new file is active again already.
-    if (!m_worker->isActive()) {
-        m_isWanted = false;
+    m_isWanted = isWanted();
+    // One that goes on in a new file stays active.
+    if (!m_worker->isActive())
         setAttribute(Attributes::Status, Attributes::Inactive);
-    }
     setAttribute(Attributes::EndReason, reason);
     if (error)
         setAttribute(Attributes::Error, reason);
@@ -291,9 +291,17 @@ void PdRecorder::onEnded(const QString &path, const QString &reason, bool error)
 
 void PdRecorder::onRefused(const QString &reason)
 {
-    m_isWanted = m_worker->isActive();
+    m_isWanted = isWanted();
     setAttribute(Attributes::Error, reason);
     emit startRefused(reason);
+}
+
+/// Whether a recording is active, or a start is on its way; by the time one is told of an end, the next may have begun.
+bool PdRecorder::isWanted() const
+{
+    // The count first: the worker counts a start when its outcome is known.
+    const bool isStarting = m_worker->getHandledStarts() != m_sentStarts;
+    return isStarting || m_worker->isActive();
 }
 
 void PdRecorder::onFileInformation(qint64 bytes, double seconds)

@@ -85,6 +85,7 @@ private:
     void onSetting(int channel, const QString &path, const QVariant &value);
     QString attributePath(const QString &name) const;
     void setAttribute(const QString &name, const QVariant &value) const;
+    bool isWanted() const;
     template <class Item>
     void add(Item item, qint64 bytes);
 
@@ -96,6 +97,7 @@ private:
     PdRecorderWorker *m_worker; // deleted when its thread has ended
     // From the moment a start was sent; the worker drops what comes to a recording that did not start.
     std::atomic<bool> m_isWanted = false;
+    std::atomic<quint64> m_sentStarts = 0;
     std::mutex m_settingsMutex;           // guards the two below
     QHash<QString, int> m_resultChannels; // by name in the data store
     struct Setting

@@ -73,12 +73,19 @@ void PdRecorderWorker::drain()
 
 void PdRecorderWorker::work(const Work::Start &start)
 {
+    const bool isRefused = !this->start(start);
+    // Before anybody is told, so that who is told finds it counted.
+    ++m_handledStarts;
+    if (isRefused)
+        emit refused(m_refusal);
+}
+
+bool PdRecorderWorker::start(const Work::Start &start)
+{
     if (m_isActive) {
-        const QString reason =
-            QStringLiteral("a recording into \"%1\" is active already").arg(m_state.getStorage().getPath());
-        qCWarning(libraryLog()).noquote() << QStringLiteral("PdRecorderWorker::start() refused: ") + reason;
-        emit refused(reason);
-        return;
+        m_refusal = QStringLiteral("a recording into \"%1\" is active already").arg(m_state.getStorage().getPath());
+        qCWarning(libraryLog()).noquote() << QStringLiteral("PdRecorderWorker::start() refused: ") + m_refusal;
+        return false;
     }
     m_command = start.command;
     m_subject = start.subject;
@@ -86,10 +93,12 @@ void PdRecorderWorker::work(const Work::Start &start)
     m_lastScope = {};
     m_firstPath = makePath(m_command, m_subject);
     m_queue->takeReadings();
-    if (!open(m_firstPath)) {
-        const QString reason = m_state.getStorage().getError();
-        emit refused(reason.isEmpty() ? QStringLiteral("a recording needs a file name") : reason);
-    }
+    if (open(m_firstPath))
+        return true;
+    m_refusal = m_state.getStorage().getError();
+    if (m_refusal.isEmpty())
+        m_refusal = QStringLiteral("a recording needs a file name");
+    return false;
 }
 
 bool PdRecorderWorker::open(const QString &path)
@@ -174,8 +183,14 @@ void PdRecorderWorker::commit()
     if (!m_isActive)
         return;
     takeReadings();
-    if (m_state.commit(now()) == Outcome::Failed) {
+    const Outcome outcome = m_state.commit(now());
+    if (outcome == Outcome::Failed) {
         fail(m_state.getStorage().getError());
+        return;
+    }
+    // What another program that reads the file holds up waits in memory, not without end.
+    if (outcome == Outcome::Busy && m_state.getStorage().getBatchBytes() > MaximumBytes) {
+        fail(QStringLiteral("another program keeps the file locked"));
         return;
     }
     m_sinceCommit.restart();
@@ -190,6 +205,9 @@ void PdRecorderWorker::checkLimit()
         (limit.type == RecordingLimit::Type::Duration && m_state.getDuration() >= double(limit.value));
     if (!isReached)
         return;
+    // A limit below what an empty file takes would make files without end.
+    if (limit.continues && m_state.getPeriodCount() == 0)
+        return;
     if (limit.continues)
         continueInNewFile();
     else
@@ -201,40 +219,29 @@ void PdRecorderWorker::checkLimit()
 void PdRecorderWorker::continueInNewFile()
 {
     const QString before = m_state.getStorage().getPath();
-    const QString reason = QStringLiteral("the file has reached its limit; it goes on in a new one");
-    // Active all the while: what comes in between belongs to the new file.
-    if (!closeFile(reason))
+    if (!finish(QStringLiteral("the file has reached its limit; it goes on in a new one"), true))
         return;
     m_subject.continuations = m_state.getContinuations();
     QString path;
     do
         path = MakeContinuationPath(m_firstPath, ++m_fileNumber);
     while (QFileInfo::exists(path));
-    if (!open(path)) {
+    if (open(path)) {
+        m_state.addAnnotation(DeviceItself, ContinuationAnnotation, QFileInfo(before).fileName());
+        // The test voltage holds on.
+        if (m_lastScope.scope)
+            m_state.addVoltageScope(m_lastScope.firstPeriod, m_lastScope.scope);
+    } else {
         m_isActive = false;
         emit ended(path, m_state.getStorage().getError(), true);
-        return;
     }
-    m_state.addAnnotation(DeviceItself, ContinuationAnnotation, QFileInfo(before).fileName());
-    // The test voltage holds on.
-    if (m_lastScope.scope)
-        m_state.addVoltageScope(m_lastScope.firstPeriod, m_lastScope.scope);
-    emit ended(before, reason, false);
 }
 
-void PdRecorderWorker::finish(const QString &reason)
-{
-    const QString path = m_state.getStorage().getPath();
-    if (!closeFile(reason))
-        return;
-    m_isActive = false;
-    emit ended(path, reason, false);
-}
-
-bool PdRecorderWorker::closeFile(const QString &reason)
+bool PdRecorderWorker::finish(const QString &reason, bool goesOn)
 {
     stopTimers();
     takeReadings();
+    const QString path = m_state.getStorage().getPath();
     m_state.extractLastPatternSnapshotElement(*Utilities::GetAppDataStore());
     m_state.addAnnotation(DeviceItself, EndAnnotation, reason);
     publishFileInformation();
@@ -254,17 +261,26 @@ bool PdRecorderWorker::closeFile(const QString &reason)
         outcome = m_state.finish();
     }
     if (outcome != Outcome::Done) {
-        fail(outcome == Outcome::Busy ? QStringLiteral("another program keeps the file locked")
-                                      : m_state.getStorage().getError());
+        endWithError(path, outcome == Outcome::Busy ? QStringLiteral("another program keeps the file locked")
+                                                    : m_state.getStorage().getError());
         return false;
     }
+    // While it goes on, nobody may take it for inactive and withhold what is received meanwhile.
+    m_isActive = goesOn;
+    emit ended(path, reason, false);
     return true;
 }
 
 void PdRecorderWorker::fail(const QString &reason)
 {
-    stopTimers();
     const QString path = m_state.getStorage().getPath();
+    m_state.finish();
+    endWithError(path, reason);
+}
+
+void PdRecorderWorker::endWithError(const QString &path, const QString &reason)
+{
+    stopTimers();
     m_state.getStorage().abandon();
     m_isActive = false;
     qCWarning(libraryLog()).noquote() << QStringLiteral("PdRecorderWorker::fail() the recording ends: ") + reason;

@@ -25,6 +25,8 @@ public:
 
     /// Any thread.
     bool isActive() const { return m_isActive; }
+    /// Starts that it has dealt with, refused ones too. Any thread; isActive() tells the outcome of the last one.
+    quint64 getHandledStarts() const { return m_handledStarts; }
 
 public slots:
     /// Takes what is queued.
@@ -52,11 +54,13 @@ private:
     void commit();
     void checkLimit();
     void continueInNewFile();
-    /// Ends the recording in order.
-    void finish(const QString &reason);
-    /// Stores everything and closes the file; waits for programs that read it. False when the recording has failed.
-    bool closeFile(const QString &reason);
+    bool start(const Work::Start &start);
+    /// Ends the recording in order, or only its file; waits for programs that read it. False when that failed, which is
+    /// the end of the recording too.
+    bool finish(const QString &reason, bool goesOn = false);
+    /// Stores what can still be stored.
     void fail(const QString &reason);
+    void endWithError(const QString &path, const QString &reason);
     void publishFileInformation();
     void stopTimers();
 
@@ -64,10 +68,12 @@ private:
     RecordingCommand m_command;
     RecordingSubject m_subject; // its settings follow the changes
     QString m_firstPath;
+    QString m_refusal; // why the last start came to nothing
     int m_fileNumber = 1;
     Work::Scope m_lastScope{};
     DeviceRecordingState m_state;
     std::atomic<bool> m_isActive = false;
+    std::atomic<quint64> m_handledStarts = 0;
     std::vector<std::function<void()>> m_waiting; // for the end of the recording
     QElapsedTimer m_sinceCommit;
     qint64 m_lastPublishedSize = 0;

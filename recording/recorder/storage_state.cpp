@@ -8,6 +8,9 @@
 #include <QFileInfo>
 #include <QUrl>
 
+#include <algorithm>
+#include <utility>
+
 namespace CommonNOX::PD::Recording
 {
 
@@ -17,6 +20,7 @@ using Outcome = StorageState::Outcome;
 bool StorageState::initializeStorage(const QString &fileName, const QString &options)
 {
     const std::lock_guard guard(m_mutex);
+    m_error.clear();
     if (fileName.isEmpty()) {
         qCWarning(libraryLog()) << "StorageState::initializeStorage() failed to initialize the storage with empty file "
                                    "name";
@@ -50,9 +54,9 @@ bool StorageState::initializeStorage(const QString &fileName, const QString &opt
     m_sealedRows.clear();
     m_sealedReplacements.clear();
     m_isSealed = false;
+    m_sealedBytes = 0;
     m_bytes = 0;
     m_series.clear();
-    m_error.clear();
     return true;
 }
 
@@ -143,7 +147,7 @@ Outcome StorageState::commit()
             sealRuns();
             m_sealedRows.swap(m_rows);
             m_sealedReplacements.swap(m_replacements);
-            m_bytes = 0;
+            m_sealedBytes = std::exchange(m_bytes, 0);
             m_isSealed = true;
         }
         if (m_sealedRows.empty() && m_sealedReplacements.empty()) {
@@ -158,6 +162,7 @@ Outcome StorageState::commit()
         }
         m_sealedRows.clear();
         m_sealedReplacements.clear();
+        m_sealedBytes = 0;
         m_isSealed = false;
     }
     return Outcome::Done;

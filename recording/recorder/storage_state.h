@@ -54,6 +54,8 @@ public:
 
     bool isBatchFull() const;
     bool hasBatch() const;
+    /// Bytes that wait to be stored.
+    qint64 getBatchBytes() const { return m_bytes + m_sealedBytes; }
     /// Stores the batch. Busy leaves it for another time.
     using Outcome = FrameworkCore::AppData::Storage::StorageWriter::Outcome;
     Outcome commit();
@@ -87,6 +89,7 @@ private:
     std::map<int, Series> m_series;
     // A batch that was handed to SQLite keeps its form until it is stored.
     bool m_isSealed = false;
+    qint64 m_sealedBytes = 0;
     std::vector<StoredRow> m_sealedRows;
     std::vector<StoredRow> m_sealedReplacements;
     QString m_error;
