@@ -73,7 +73,11 @@ void DeviceRecording::stop()
         return;
     m_isStopping = true;
     QEventLoop loop;
-    connect(m_recorder, &PdRecorder::recordingEnded, &loop, &QEventLoop::quit);
+    // The end of a file that goes on in a new one may still be told.
+    connect(m_recorder, &PdRecorder::recordingEnded, &loop, [&] {
+        if (!m_isActive)
+            loop.quit();
+    });
     QTimer::singleShot(LongestEndMs, &loop, &QEventLoop::quit);
     CommonNOX::PD::Recording::RecordingCommand stop;
     writeAttribute(*m_device, Attributes::Control, FormatRecordingCommand(stop));

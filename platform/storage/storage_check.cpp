@@ -1,5 +1,7 @@
 #include "platform/storage/storage_check.h"
 
+#include "platform/storage/storage_schema.h"
+
 #include <map>
 
 namespace FrameworkCore::AppData::Storage
@@ -75,9 +77,13 @@ StorageCheck CheckStorage(const StorageReader &reader, const StorageProgress &pr
 {
     StorageCheck check;
     std::map<int, Tally> tallies;
+    // What was lost before is not damage of the recovered storage.
+    const bool hasGaps = reader.getFacts().contains(Schema::RecoveredSizeFact);
     check.isComplete = WalkRows(
         reader,
         [&](const StoredRow &row, StorageReader::Outcome outcome) {
+            if (outcome == StorageReader::Outcome::Missing && hasGaps)
+                return true;
             if (outcome != StorageReader::Outcome::Missing)
                 ++check.rows;
             if (outcome == StorageReader::Outcome::Found && reader.getKind(row.kind)) {

@@ -3,6 +3,7 @@
 #include "platform/logging.h"
 #include "platform/storage/file_lock.h"
 #include "platform/storage/sqlite.h"
+#include "platform/storage/storage_schema.h"
 #include "platform/storage/storage_writer.h"
 
 #include <QDateTime>
@@ -16,8 +17,6 @@ namespace FrameworkCore::AppData::Storage
 namespace
 {
 
-const QString SizeFact = QStringLiteral("recovered_from_size");
-const QString TimeFact = QStringLiteral("recovered_from_time");
 constexpr qint64 BytesOfBatch = 16 * 1024 * 1024;
 constexpr int MostNumbers = 1000;
 
@@ -99,10 +98,10 @@ RecoveryReport copyRows(const StorageReader &reader, const QString &source, cons
 {
     RecoveryReport report;
     QMap<QString, QString> facts = reader.getFacts();
-    facts.remove(QStringLiteral("seed"));
-    facts.remove(QStringLiteral("state"));
-    facts[SizeFact] = QString::number(QFileInfo(source).size());
-    facts[TimeFact] = timeOf(source);
+    facts.remove(Schema::SeedFact);
+    facts.remove(Schema::StateFact);
+    facts[Schema::RecoveredSizeFact] = QString::number(QFileInfo(source).size());
+    facts[Schema::RecoveredTimeFact] = timeOf(source);
     QString error;
     const auto writer = StorageWriter::Create(QUrl::fromLocalFile(target), reader.getUuids(), facts, error);
     if (!writer) {
@@ -139,8 +138,8 @@ bool isRecoveredFrom(const QString &target, const QString &source)
     QString error;
     const auto reader = StorageReader::Open(target, StorageReader::Access::Normal, error);
     return reader && reader->getState() == StorageReader::State::Closed &&
-           reader->getFacts().value(SizeFact) == QString::number(QFileInfo(source).size()) &&
-           reader->getFacts().value(TimeFact) == timeOf(source);
+           reader->getFacts().value(Schema::RecoveredSizeFact) == QString::number(QFileInfo(source).size()) &&
+           reader->getFacts().value(Schema::RecoveredTimeFact) == timeOf(source);
 }
 
 } // namespace

@@ -11,6 +11,9 @@ inline const QString SeedFact = QStringLiteral("seed");
 inline const QString StateFact = QStringLiteral("state");
 inline const QString StateOpen = QStringLiteral("open");
 inline const QString StateClosed = QStringLiteral("closed");
+/// Of a recovered storage: bytes and time of the file that it was recovered from, in ms since 1970-01-01 UTC.
+inline const QString RecoveredSizeFact = QStringLiteral("recovered_from_size");
+inline const QString RecoveredTimeFact = QStringLiteral("recovered_from_time");
 
 inline constexpr char Layout[] = "PRAGMA page_size=16384; PRAGMA application_id=1313822789; PRAGMA user_version=1;";
 
