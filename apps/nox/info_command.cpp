@@ -6,6 +6,8 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 
+#include <algorithm>
+
 namespace Nox
 {
 
@@ -37,8 +39,10 @@ int runInfo(const QStringList &arguments)
     if (line.parser().isSet(QStringLiteral("json"))) {
         std::printf("%s\n", QJsonDocument(NoxHost::toJson(*summary)).toJson(QJsonDocument::Compact).constData());
     } else {
-        for (const QString &text : NoxHost::toText(*summary).split(QLatin1Char('\n')))
-            std::printf("%s\n", qUtf8Printable(toOneLine(text)));
+        for (const QString &text : NoxHost::toText(*summary).split(QLatin1Char('\n'))) {
+            const auto begin = std::find_if(text.begin(), text.end(), [](QChar sign) { return !sign.isSpace(); });
+            std::printf("%*s%s\n", int(begin - text.begin()), "", qUtf8Printable(toOneLine(text)));
+        }
     }
     if (summary->isIntact())
         return Done;

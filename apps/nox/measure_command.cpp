@@ -65,6 +65,8 @@ int runMeasure(const QStringList &arguments)
          {QStringLiteral("periods"), QStringLiteral("End after so many periods a channel."), QStringLiteral("number")},
          {QStringLiteral("set"), QStringLiteral("Set a parameter of the instrument before the start; repeatable."),
           QStringLiteral("parameter=value")},
+         {QStringLiteral("readings"), QStringLiteral("Write all readings into this file besides, as lines of JSON."),
+          QStringLiteral("file")},
          {QStringLiteral("reconnect-for"),
           QStringLiteral("Give a lost connection up after this time; 0 for at once (default: 60)."),
           QStringLiteral("time")}});
@@ -76,6 +78,7 @@ int runMeasure(const QStringList &arguments)
     plan.limits.seconds = line.duration(QStringLiteral("duration"));
     plan.limits.periods = line.wholeNumber(QStringLiteral("periods"), 1, qint64(1) << 53);
     plan.wishes = readWishes(line);
+    plan.readingsPath = line.parser().value(QStringLiteral("readings"));
     if (const auto seconds = line.duration(QStringLiteral("reconnect-for"))) {
         plan.link.giveUpMs = int(std::min(*seconds * 1000.0, 2e9));
         plan.link.reconnects = plan.link.giveUpMs > 0;

@@ -28,7 +28,7 @@ const QString ReplayScheme = QStringLiteral("replay");
 
 Measurement::Measurement(const MeasurementPlan &plan, const EvaluatorOptions &options)
     : m_plan(plan), m_format(options.format()), m_wishes(plan.wishes), m_output(plan.output),
-      m_session(options.settings()), m_recording(plan.recording)
+      m_readingsFile(plan.readingsPath), m_session(options.settings()), m_recording(plan.recording)
 {
     const auto tree = Utilities::GetApplicationConfigurationTree();
     if (plan.url.scheme() == ReplayScheme) {
@@ -67,6 +67,11 @@ Measurement::~Measurement() = default;
 int Measurement::run()
 {
     m_timer.start();
+    openReadings();
+    if (!m_error.isEmpty()) {
+        printMessage(m_error);
+        return Failed;
+    }
     if (m_format != OutputFormat::Table)
         m_output.write(formatHeader(m_format));
     m_tick.start(TickMs);
@@ -83,6 +88,29 @@ int Measurement::run()
         return Failed;
     }
     return wasInterrupted && hasEnd() ? Failed : Done;
+}
+
+void Measurement::openReadings()
+{
+    QString error;
+    if (m_plan.readingsPath.isEmpty())
+        return;
+    if (m_readingsFile.open(error))
+        m_readings = std::make_unique<NoxHost::Output>(m_readingsFile.getStream());
+    else
+        m_error = QStringLiteral("\"%1\" cannot be written: %2.").arg(m_plan.readingsPath, error);
+}
+
+void Measurement::closeReadings()
+{
+    if (!m_readings)
+        return;
+    m_readings->flush();
+    QString error = m_readings->getError();
+    if (error.isEmpty())
+        m_readingsFile.commit(error);
+    if (!error.isEmpty() && m_error.isEmpty())
+        m_error = QStringLiteral("\"%1\" cannot be written: %2.").arg(m_plan.readingsPath, error);
 }
 
 /// Whether it ends by itself, so that an interruption leaves it undone.
@@ -168,6 +196,7 @@ void Measurement::finish()
     m_nextShow = 0;
     showReadings();
     m_output.flush();
+    closeReadings();
     if (!ending.isEmpty())
         tell(ending);
     printSummary();
@@ -179,6 +208,10 @@ void Measurement::showReadings()
         return;
     m_nextShow = m_timer.elapsed() + MsBetweenTables;
     const auto readings = m_session.takeReadings();
+    if (m_readings) {
+        for (const NoxHost::Reading &reading : readings)
+            m_readings->write(formatReading(OutputFormat::JsonLines, reading));
+    }
     if (m_format == OutputFormat::Table) {
         m_liveTable->show(m_source->getSeconds(), describeState(), m_session.getLastReadings());
         return;
@@ -209,7 +242,7 @@ QString Measurement::describeState() const
     const QString losses = describeLosses();
     if (!losses.isEmpty())
         state += QStringLiteral("  ") + losses;
-    if (!m_source->isConnected())
+    if (!m_source->isConnected() && m_tick.isActive())
         state += QStringLiteral("  not connected");
     return state;
 }

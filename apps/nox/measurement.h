@@ -6,6 +6,7 @@
 #include "host/session/measuring_session.h"
 #include "host/terminal/live_table.h"
 #include "host/terminal/output.h"
+#include "host/terminal/output_file.h"
 
 #include <QElapsedTimer>
 #include <QTimer>
@@ -38,6 +39,7 @@ struct MeasurementPlan
     Wishes wishes;
     RecordingOptions recording;
     std::FILE *output = stdout; ///< for the readings
+    QString readingsPath;       ///< where they go besides, as lines of JSON; empty for nowhere
 };
 
 /// Measures on the device of a URL, or plays a recording back, and shows readings while they come, until a limit, an
@@ -58,7 +60,9 @@ private:
     void onTick();
     void end(const QString &error);
     void finish();
+    void openReadings();
     void showReadings();
+    void closeReadings();
     QString describeState() const;
     QString describeLosses() const;
     void showProgress();
@@ -75,6 +79,8 @@ private:
     QString m_error;
     qint64 m_nextShow = 0;
     NoxHost::Output m_output;
+    NoxHost::OutputFile m_readingsFile;
+    std::unique_ptr<NoxHost::Output> m_readings; // into that file
     NoxHost::ProgressLine m_progress;
     std::unique_ptr<NoxHost::LiveTable> m_liveTable;
     NoxHost::EvaluationSession m_session;

@@ -16,9 +16,11 @@ int runReplay(const QStringList &arguments)
                      QStringLiteral("nox replay recording.pdr --speed 0 --span 60:120 --output csv"));
     EvaluatorOptions::addTo(line);
     ReplayOptions::addTo(line);
-    line.parser().addOption({QStringLiteral("speed"),
-                             QStringLiteral("Recorded time over real time; 0 as fast as possible (default: 1)."),
-                             QStringLiteral("factor")});
+    line.parser().addOptions(
+        {{QStringLiteral("speed"), QStringLiteral("Recorded time over real time; 0 as fast as possible (default: 1)."),
+          QStringLiteral("factor")},
+         {QStringLiteral("readings"), QStringLiteral("Write all readings into this file besides, as lines of JSON."),
+          QStringLiteral("file")}});
     if (const auto status = line.parse(arguments, 1, 1))
         return *status;
     EvaluatorOptions options(line);
@@ -34,6 +36,7 @@ int runReplay(const QStringList &arguments)
         return Failed;
     MeasurementPlan plan;
     plan.url = NoxHost::makeReplayUrl(request);
+    plan.readingsPath = line.parser().value(QStringLiteral("readings"));
     return Measurement(plan, options).run();
 }
 
