@@ -23,6 +23,9 @@ constexpr int BlocksOfPiece = 1000;
 /// Looks at the progress after so many blocks.
 constexpr int BlocksBetweenLooks = 64;
 
+/// Runs that may be missing before the last one.
+constexpr std::size_t Slack = 1024;
+
 quint64 countOf(const QByteArray &run)
 {
     return quint64(run.size() / RecordSize);
@@ -52,19 +55,25 @@ QByteArray ChannelTimeNavigation::readRun(qint64 row) const
 bool ChannelTimeNavigation::readSpans(const Progress &progress)
 {
     const std::lock_guard guard(m_mutex);
-    const auto places = m_elementKind != 0 ? m_reader->listRows(m_elementKind) : std::vector<RowPlace>();
+    std::vector<RowPlace> places;
+    if (m_elementKind != 0)
+        places = m_reader->listRows(m_elementKind);
+    // Runs begin at multiples of their size, and no further than there are runs; anything else is a damaged row.
+    const auto most = qint64(places.size() + Slack) * ElementsOfRun;
+    places.erase(std::remove_if(places.begin(), places.end(),
+                                [&](const RowPlace &place) {
+                                    return place.number < 0 || place.number % ElementsOfRun != 0 || place.number > most;
+                                }),
+                 places.end());
     for (std::size_t i = 0; i < places.size(); ++i) {
-        // A number that no run can have comes from a damaged row.
-        const quint64 first = quint64(std::max<qint64>(0, places[i].number));
-        if (first < m_count || first > m_count + places.size() * quint64(ElementsOfRun))
+        const quint64 first = quint64(places[i].number);
+        if (first < m_count)
             continue;
         if (first > m_count)
             m_holes.push_back({m_count, first});
-        // All but the last are full; where the next one says otherwise, one is damaged.
+        // All but the last are full.
         const bool isLast = i + 1 == places.size();
-        const quint64 next = isLast ? 0 : quint64(std::max<qint64>(0, places[i + 1].number));
-        const quint64 most = next > first ? std::min<quint64>(next - first, ElementsOfRun) : ElementsOfRun;
-        const quint64 count = isLast ? countOf(readRun(places[i].id)) : most;
+        const quint64 count = isLast ? countOf(readRun(places[i].id)) : quint64(ElementsOfRun);
         if (count > 0)
             m_runs.push_back({first, count, places[i].id});
         m_count = first + count;
