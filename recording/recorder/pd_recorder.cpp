@@ -104,9 +104,10 @@ PdRecorder::~PdRecorder()
     std::promise<void> stored;
     add(Work::Stop{[&stored] { stored.set_value(); }}, 0);
     stored.get_future().wait();
+    // The worker goes with its thread.
+    disconnect(m_worker, nullptr, this, nullptr);
     m_thread.quit();
     m_thread.wait();
-    disconnect(m_worker, nullptr, this, nullptr);
     setAttribute(Attributes::Status, Attributes::Inactive);
 }
 
