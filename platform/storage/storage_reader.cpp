@@ -221,7 +221,8 @@ Outcome StorageReader::read(qint64 id, StoredRow &row) const
     row.number = d->selectRow.getInteger(1);
     const qint64 checksum = d->selectRow.getInteger(2);
     row.data = d->selectRow.getBytes(3);
-    return row.kind == kind && ComputeChecksum(row) == checksum ? Outcome::Found : Outcome::Damaged;
+    return row.kind == kind && d->selectRow.isBytes(3) && ComputeChecksum(row) == checksum ? Outcome::Found
+                                                                                           : Outcome::Damaged;
 }
 
 std::vector<RowPlace> StorageReader::listRows(int kind, const RowPlace &behind, int limit) const

@@ -168,8 +168,10 @@ TEST_F(StorageTest, ARecoveredCopyGoesElsewhereWhereTheFolderIsReadOnly)
     constexpr uid_t Nobody = 65534;
     if (::geteuid() == 0) {
         ASSERT_EQ(::chown(QFile::encodeName(folder.path()).constData(), Nobody, Nobody), 0);
+        ASSERT_EQ(::chown(QFile::encodeName(path).constData(), Nobody, Nobody), 0);
     }
-    QFile::setPermissions(inner, QFile::ReadOther | QFile::ExeOther | QFile::ReadUser | QFile::ExeUser);
+    QFile::setPermissions(inner, QFile::ReadOwner | QFile::ExeOwner | QFile::ReadGroup | QFile::ExeGroup |
+                                     QFile::ReadOther | QFile::ExeOther);
     const pid_t other = ::fork();
     if (other == 0) {
         if (::geteuid() == 0 && ::setresuid(Nobody, Nobody, Nobody) != 0)

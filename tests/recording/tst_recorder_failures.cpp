@@ -196,7 +196,7 @@ TEST_F(RecordingTest, WaitsForAReaderButNotWithoutEnd)
 
     ASSERT_TRUE(start("b.pdr"));
     add(0, 300);
-    ASSERT_TRUE(runUntil([this] { return QFileInfo(pathOf("b.pdr")).size() > 50'000; }));
+    ASSERT_TRUE(runUntil([this] { return QFileInfo(pathOf("b.pdr")).size() > 100'000; }));
     {
         const Reading reading(pathOf("b.pdr"));
         ASSERT_TRUE(reading.isThere);
@@ -209,7 +209,9 @@ TEST_F(RecordingTest, WaitsForAReaderButNotWithoutEnd)
         EXPECT_TRUE(ended.last().error);
         EXPECT_EQ(ended.last().reason, QStringLiteral("another program keeps the file locked"));
     }
-    EXPECT_GE(RecordedFile(pathOf("b.pdr")).uuids<Space2D::PeriodBlockV1>().size(), 200);
+    const RecordedFile file(pathOf("b.pdr"));
+    ASSERT_TRUE(file.opened.reader) << file.opened.error.toStdString();
+    EXPECT_GE(file.uuids<Space2D::PeriodBlockV1>().size(), 200);
 }
 
 TEST_F(RecordingTest, EndsInOrderWhenTooMuchIsQueued)
