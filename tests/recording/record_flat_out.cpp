@@ -118,10 +118,12 @@ QJsonObject check(const QString &path, const QString &cacheFolder)
         QJsonObject kinds;
         int half = 0;
         int damaged = 0;
+        int missing = 0;
         WalkRows(*opened.reader, [&](const StoredRow &row, StorageReader::Outcome outcome) {
             const EntryKind *kind = opened.reader->getKind(row.kind);
             if (outcome != StorageReader::Outcome::Found || !kind) {
-                ++damaged;
+                // A recovered copy leaves out what was lost.
+                ++(outcome == StorageReader::Outcome::Missing ? missing : damaged);
                 return true;
             }
             kinds[kind->category] = kinds[kind->category].toInt() + 1;
@@ -144,6 +146,7 @@ QJsonObject check(const QString &path, const QString &cacheFolder)
         told.insert(QStringLiteral("kinds"), kinds);
         told.insert(QStringLiteral("half"), half);
         told.insert(QStringLiteral("damaged"), damaged);
+        told.insert(QStringLiteral("missing"), missing);
     }
     told.insert(QStringLiteral("seconds"), double(timer.elapsed()) / 1000.0);
     return told;

@@ -38,6 +38,7 @@ public:
     explicit Reading(const QString &path)
     {
         sqlite3_open_v2(QFile::encodeName(path).constData(), &m_database, SQLITE_OPEN_READONLY, nullptr);
+        sqlite3_busy_timeout(m_database, 60'000);
         isThere = sqlite3_exec(m_database, "BEGIN; SELECT count(*) FROM entry", nullptr, nullptr, nullptr) == SQLITE_OK;
     }
     Reading(const Reading &) = delete;
