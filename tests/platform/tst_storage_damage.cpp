@@ -9,11 +9,7 @@ using namespace StorageTools;
 namespace
 {
 
-#ifdef __SANITIZE_THREAD__
-constexpr int Flips = 500;
-#else
 constexpr int Flips = 10'000;
-#endif
 constexpr int Rows = 100;
 
 /// Of a row with an id below 128 and a number of two bytes: length, id, header of seven bytes, kind, number, checksum.

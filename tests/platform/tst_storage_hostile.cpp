@@ -6,6 +6,7 @@
 #include <QRegularExpression>
 
 #include <functional>
+#include <mutex>
 #include <sqlite3.h>
 
 using namespace StorageTools;
@@ -137,29 +138,36 @@ TEST_F(StorageTest, AMonitorLoadsListsAndCanBeCancelled)
                         {"interrupted.pdr", LoadStatus::Loaded, false},
                         {"interrupted.pdr", LoadStatus::Failed, true},
                         {"text.pdr", LoadStatus::Failed, false}};
-    qRegisterMetaType<LoadStatus>();
-    qRegisterMetaType<FrameworkCore::AppData::Storage::StorageMonitor::LoadStatus>(
-        "FrameworkCore::AppData::Storage::StorageMonitor::LoadStatus");
     const QString identifier = QStringLiteral("monitored");
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
         StorageMonitor monitor(identifier, pathOf(QString::fromLatin1(row.name)), pathOf(QStringLiteral("cache")));
         EXPECT_EQ(monitor.getLoadStatus(), LoadStatus::NotLoaded);
         EXPECT_FALSE(monitor.getReader());
+        // Called in the monitor's threads.
+        std::mutex mutex;
         std::vector<LoadStatus> seen;
         QStringList listed;
-        QObject receiver;
-        QObject::connect(&monitor, &StorageMonitor::loadStatusChanged, &receiver,
-                         [&](LoadStatus status) { seen.push_back(status); });
-        QObject::connect(&monitor, &StorageMonitor::elementsListed, &receiver,
-                         [&](const QString &, const QString &, const QStringList &uuids) { listed = uuids; });
+        QObject::connect(&monitor, &StorageMonitor::loadStatusChanged, [&](LoadStatus status) {
+            const std::lock_guard guard(mutex);
+            seen.push_back(status);
+        });
+        QObject::connect(&monitor, &StorageMonitor::elementsListed,
+                         [&](const QString &, const QString &, const QStringList &uuids) {
+                             const std::lock_guard guard(mutex);
+                             listed = uuids;
+                         });
+        const auto copyOf = [&](const auto &value) {
+            const std::lock_guard guard(mutex);
+            return value;
+        };
         if (row.isCancelled)
             monitor.setProgressReceiver([&](double) {
                 monitor.cancel();
                 return true;
             });
         monitor.startLoading();
-        ASSERT_TRUE(runUntil([&] { return seen.size() == 2; }));
+        ASSERT_TRUE(runUntil([&] { return copyOf(seen).size() == 2; }));
         EXPECT_EQ(seen, (std::vector<LoadStatus>{LoadStatus::Loading, row.status}));
         EXPECT_EQ(monitor.getLoadStatus(), row.status);
         EXPECT_EQ(monitor.getError().isEmpty(), row.status == LoadStatus::Loaded);
@@ -169,9 +177,9 @@ TEST_F(StorageTest, AMonitorLoadsListsAndCanBeCancelled)
         if (row.status != LoadStatus::Loaded)
             continue;
         monitor.startListing(Marks.type);
-        ASSERT_TRUE(runUntil([&] { return !listed.isEmpty(); }));
-        EXPECT_EQ(listed.size(), int(monitor.getReader()->countRows(2)));
-        EXPECT_EQ(listed.first(), monitor.getReader()->getUuids().toUuid({0, 1}));
+        ASSERT_TRUE(runUntil([&] { return !copyOf(listed).isEmpty(); }));
+        EXPECT_EQ(copyOf(listed).size(), int(monitor.getReader()->countRows(2)));
+        EXPECT_EQ(copyOf(listed).first(), monitor.getReader()->getUuids().toUuid({0, 1}));
 
         EntryMonitor missing(identifier, monitor.getReader()->getUuids().toUuid({0, 5000}));
         EXPECT_FALSE(missing.load());

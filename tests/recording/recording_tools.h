@@ -155,6 +155,12 @@ protected:
             pd->addPeriodBlock(0, first + quint64(i), blockAt(first + quint64(i), 1, peaks));
     }
 
+    /// Waits until so many blocks are in the file.
+    bool waitForBlocks(const char *name, int count) const
+    {
+        return runUntil([&] { return RecordedFile(pathOf(name)).uuids<Space2D::PeriodBlockV1>().size() >= count; });
+    }
+
     struct End
     {
         QString path;

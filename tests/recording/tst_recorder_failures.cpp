@@ -144,7 +144,7 @@ TEST_F(RecordingTest, AFailureOfTheFileEndsTheRecordingOnce)
         const LogCatcher log;
         ASSERT_TRUE(start(row.name));
         add(0, 400);
-        ASSERT_TRUE(runUntil([&] { return QFileInfo(pathOf(row.name)).size() > 100'000; }));
+        ASSERT_TRUE(waitForBlocks(row.name, 200));
         std::optional<FileSizeLimit> limit;
         if (row.fault == Fault::Full)
             limit.emplace(rlim_t(QFileInfo(pathOf(row.name)).size()) + 40'000);
@@ -170,7 +170,7 @@ TEST_F(RecordingTest, AFailureOfTheFileEndsTheRecordingOnce)
         const RecordedFile file(pathOf(row.fault == Fault::Full ? row.name : "elsewhere.pdr"));
         ASSERT_TRUE(file.opened.reader) << file.opened.error.toStdString();
         EXPECT_FALSE(file.opened.recovery);
-        EXPECT_GE(file.uuids<Space2D::PeriodBlockV1>().size(), 100);
+        EXPECT_GE(file.uuids<Space2D::PeriodBlockV1>().size(), 200);
         QFile::remove(pathOf("elsewhere.pdr"));
     }
     ASSERT_TRUE(start("next.pdr"));
@@ -197,7 +197,7 @@ TEST_F(RecordingTest, WaitsForAReaderButNotWithoutEnd)
 
     ASSERT_TRUE(start("b.pdr"));
     add(0, 300);
-    ASSERT_TRUE(runUntil([this] { return QFileInfo(pathOf("b.pdr")).size() > 100'000; }));
+    ASSERT_TRUE(waitForBlocks("b.pdr", 200));
     {
         const Reading reading(pathOf("b.pdr"));
         ASSERT_TRUE(reading.isThere);
