@@ -10,6 +10,7 @@
 #include "entries/measurement/peak.h"
 #include "entries/property_keys.h"
 #include "platform/configuration_tree.h"
+#include "platform/data_repository.h"
 #include "platform/reader_interface.h"
 #include "platform/storage/element_loader.h"
 #include "platform/storage/storage_recovery.h"
@@ -119,6 +120,7 @@ QJsonObject check(const QString &path, const QString &cacheFolder)
         int half = 0;
         int damaged = 0;
         int missing = 0;
+        int unknown = 0;
         WalkRows(*opened.reader, [&](const StoredRow &row, StorageReader::Outcome outcome) {
             const EntryKind *kind = opened.reader->getKind(row.kind);
             if (outcome != StorageReader::Outcome::Found || !kind) {
@@ -129,6 +131,11 @@ QJsonObject check(const QString &path, const QString &cacheFolder)
             kinds[kind->category] = kinds[kind->category].toInt() + 1;
             if (kind->recordSize > 0) {
                 half += row.data.isEmpty() || row.data.size() % kind->recordSize != 0;
+                return true;
+            }
+            // The table of kinds has no checksums, so that damage there leaves whole entries of unknown classes.
+            if (!Utilities::GetAppDataRepositoryInterface()->createParser(kind->type)) {
+                ++unknown;
                 return true;
             }
             const auto entry = ParseRow(*opened.reader, row);
@@ -147,6 +154,7 @@ QJsonObject check(const QString &path, const QString &cacheFolder)
         told.insert(QStringLiteral("half"), half);
         told.insert(QStringLiteral("damaged"), damaged);
         told.insert(QStringLiteral("missing"), missing);
+        told.insert(QStringLiteral("unknown"), unknown);
     }
     told.insert(QStringLiteral("seconds"), double(timer.elapsed()) / 1000.0);
     return told;

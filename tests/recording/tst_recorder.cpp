@@ -195,11 +195,11 @@ TEST_F(RecordingTest, EndsAtItsLimitAndSaysWhy)
 
 TEST_F(RecordingTest, GoesOnInNewFilesWithoutLosingAPeriod)
 {
-    constexpr int Count = 3000;
+    constexpr int Count = 1000;
     makeRecorder();
     QFile(pathOf("a_3.pdr")).open(QIODevice::WriteOnly); // is left alone, the number goes on
     setChannelSetting(0, "qiec_tau1", 0.25);
-    ASSERT_TRUE(start("a.pdr", {RecordingLimit::Type::FileSize, 400'000, true}));
+    ASSERT_TRUE(start("a.pdr", {RecordingLimit::Type::FileSize, 1'000'000, true}));
     for (int i = 0; i < Count; ++i) {
         add(quint64(i), 1, 20);
         // What the device's thread is told of an end must not make it drop what it receives.
@@ -225,8 +225,9 @@ TEST_F(RecordingTest, GoesOnInNewFilesWithoutLosingAPeriod)
 
 TEST_F(RecordingTest, AStartRightBehindAnEndIsRecordedWhole)
 {
+    constexpr int Runs = 6;
     makeRecorder();
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < Runs; ++i) {
         const QString path = folder.filePath(QString::number(i) + FileSuffix);
         // The end of the recording before is still on its way to this thread.
         command({true, path, {}, {}});
@@ -234,8 +235,8 @@ TEST_F(RecordingTest, AStartRightBehindAnEndIsRecordedWhole)
         command({});
     }
     add(9, 1);
-    ASSERT_TRUE(runUntil([this] { return ended.size() == 20; }));
-    for (int i = 0; i < 20; ++i) {
+    ASSERT_TRUE(runUntil([this] { return ended.size() == Runs; }));
+    for (int i = 0; i < Runs; ++i) {
         const QString path = folder.filePath(QString::number(i) + FileSuffix);
         EXPECT_EQ(RecordedFile(path).indices(), countUp(0, 5)) << i;
     }
