@@ -221,7 +221,8 @@ Outcome StorageReader::Private::find(qint64 id, StoredRow &row) const
     row.number = selectRow.getInteger(1);
     const qint64 checksum = selectRow.getInteger(2);
     row.data = selectRow.viewBytes(3);
-    return row.kind == kind && ComputeChecksum(row) == checksum ? Outcome::Found : Outcome::Damaged;
+    return row.kind == kind && selectRow.isBytes(3) && ComputeChecksum(row) == checksum ? Outcome::Found
+                                                                                        : Outcome::Damaged;
 }
 
 Outcome StorageReader::read(qint64 id, StoredRow &row) const

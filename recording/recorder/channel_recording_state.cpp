@@ -14,7 +14,8 @@ namespace Keys = Entries::Keys;
 
 ChannelRecordingState::ChannelRecordingState(StorageState &storage, int channel, double initialQiec,
                                              const std::optional<ChannelContinuation> &continued)
-    : m_blockKind(storage.getKind({TypeOf<PeriodBlockV1>(), cstrPeriodBlockCategory, ToClassification(channel)})),
+    : m_channel(channel),
+      m_blockKind(storage.getKind({TypeOf<PeriodBlockV1>(), cstrPeriodBlockCategory, ToClassification(channel)})),
       m_elementKind(storage.getKind({TypeOf<PdTimeNavigationElementV1>(), PdTimeNavigationElementV1::Category(),
                                      ToClassification(channel), RecordSize})),
       m_lastQiec(continued ? continued->qiec : initialQiec)
@@ -39,9 +40,9 @@ qint64 ChannelRecordingState::addPeriodBlock(StorageState &storage, RecordingClo
         record.block = quint64(row);
         record.periodOffset = offset++;
         record.startingSecond =
-            period ? clock.note(period->get(Keys::StartTime).toLongLong(), period->get(Keys::EndTime).toLongLong(),
-                                period->get(Keys::SampleRate).toUInt())
-                   : clock.note(0, 0, 0);
+            period ? clock.note(m_channel, period->get(Keys::StartTime).toLongLong(),
+                                period->get(Keys::EndTime).toLongLong(), period->get(Keys::SampleRate).toUInt())
+                   : clock.note(m_channel, 0, 0, 0);
         if (period && !m_isCalibrationKnown) {
             m_isCalibrationKnown = true;
             m_calibration = {period->get(Keys::PdCalibration).toDouble(), period->get(Keys::TvCalibration).toDouble()};

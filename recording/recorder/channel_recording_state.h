@@ -59,6 +59,7 @@ private:
     /// The reading before a period, when it is there.
     bool findQiec(quint64 index, double &qiec);
 
+    const int m_channel;
     const int m_blockKind;
     const int m_elementKind;
     qint64 m_nextElement = 0;

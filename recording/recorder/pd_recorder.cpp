@@ -14,7 +14,6 @@
 #include <QDir>
 
 #include <algorithm>
-#include <future>
 
 namespace CommonNOX::PD::Recording
 {
@@ -72,11 +71,12 @@ PdRecorder::PdRecorder(PdDevice &device, const QString &folder)
 {
     m_thread.setObjectName(QStringLiteral("recorder"));
     m_worker->moveToThread(&m_thread);
-    connect(&m_thread, &QThread::finished, m_worker, &QObject::deleteLater);
-    connect(m_worker, &PdRecorderWorker::started, this, &PdRecorder::onStarted);
-    connect(m_worker, &PdRecorderWorker::ended, this, &PdRecorder::onEnded);
-    connect(m_worker, &PdRecorderWorker::refused, this, &PdRecorder::onRefused);
-    connect(m_worker, &PdRecorderWorker::fileInformation, this, &PdRecorder::onFileInformation);
+    connect(
+        &m_thread, &QThread::finished, this, [this] { m_threadEnded.set_value(); }, Qt::DirectConnection);
+    connect(m_worker.get(), &PdRecorderWorker::started, this, &PdRecorder::onStarted);
+    connect(m_worker.get(), &PdRecorderWorker::ended, this, &PdRecorder::onEnded);
+    connect(m_worker.get(), &PdRecorderWorker::refused, this, &PdRecorder::onRefused);
+    connect(m_worker.get(), &PdRecorderWorker::fileInformation, this, &PdRecorder::onFileInformation);
     m_thread.start();
 
     const auto initialize = [this](const QString &name, const QVariant &value) {
@@ -104,9 +104,9 @@ PdRecorder::~PdRecorder()
     std::promise<void> stored;
     add(Work::Stop{[&stored] { stored.set_value(); }}, 0);
     stored.get_future().wait();
-    // The worker goes with its thread.
-    disconnect(m_worker, nullptr, this, nullptr);
+    disconnect(m_worker.get(), nullptr, this, nullptr);
     m_thread.quit();
+    m_threadEnded.get_future().wait();
     m_thread.wait();
     setAttribute(Attributes::Status, Attributes::Inactive);
 }
@@ -115,7 +115,7 @@ template <class Item>
 void PdRecorder::add(Item item, qint64 bytes)
 {
     if (m_queue->add(std::move(item), bytes))
-        QMetaObject::invokeMethod(m_worker, "drain", Qt::QueuedConnection);
+        QMetaObject::invokeMethod(m_worker.get(), "drain", Qt::QueuedConnection);
 }
 
 bool PdRecorder::isRecording() const

@@ -11,6 +11,7 @@
 #include <QThread>
 
 #include <atomic>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -94,7 +95,8 @@ private:
     const std::shared_ptr<Utilities::ConfigurationTree> m_tree;
     const std::shared_ptr<RecorderQueue> m_queue;
     QThread m_thread;
-    PdRecorderWorker *m_worker; // deleted when its thread has ended
+    std::promise<void> m_threadEnded;
+    std::unique_ptr<PdRecorderWorker> m_worker; // goes when its thread has ended
     // From the moment a start was sent; the worker drops what comes to a recording that did not start.
     std::atomic<bool> m_isWanted = false;
     std::atomic<quint64> m_sentStarts = 0;

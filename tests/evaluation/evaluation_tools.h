@@ -65,6 +65,7 @@ struct PeriodSketch
         result->set(Keys::SampleRate, rate);
         result->set(Keys::Flags, flags);
         result->set(Keys::PdCalibration, pdCalibration);
+        result->set(Keys::Count, quint32(peaks.size()));
         result->set(Keys::Peaks, QVariant::fromValue(peaks));
         return QVariant::fromValue(std::shared_ptr<const Entry>(result));
     }
