@@ -20,7 +20,7 @@ need() {
   DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -qy --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-need_build() { need build-essential cmake ninja-build ccache qtbase5-dev libqt5svg5; }
+need_build() { need build-essential cmake ninja-build ccache qtbase5-dev libqt5svg5 libqwt-qt5-dev fonts-dejavu-core; }
 need_tests() {
   need libgtest-dev libgmock-dev python3 clang libclang-rt-14-dev clang-format
   # Other stacks that discovery is tried with, in network namespaces.

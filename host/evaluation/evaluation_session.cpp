@@ -105,6 +105,12 @@ struct EvaluationSession::Private
             context.setProperty(ContextKeys::QiecTau2, *settings.tau2);
         if (settings.initialQiec)
             context.setProperty(ContextKeys::InitialQiec, *settings.initialQiec);
+        if (settings.criterion) {
+            context.setProperty(ContextKeys::CriterionX, settings.criterion->x);
+            context.setProperty(ContextKeys::CriterionY, settings.criterion->y);
+            context.setProperty(ContextKeys::InceptionCharge, settings.criterion->inceptionCharge);
+            context.setProperty(ContextKeys::ExtinctionCharge, settings.criterion->extinctionCharge);
+        }
     }
 
     /// Forgets what is done; the last period up to which every channel is done, if there is a limit.
@@ -269,7 +275,8 @@ bool EvaluationSession::addPeriod(const RawPeriod &period, const std::function<b
 {
     if (!Private::waitWhile([this] { return isFull(); }, isInterrupted))
         return false;
-    return d->feed(period.channel, period.index, makePeriodBlock(period), {period.peaks.size()}, {});
+    return d->feed(period.channel, period.index, makePeriodBlock(period), {period.peaks.size()},
+                   {period.testVoltage});
 }
 
 bool EvaluationSession::isFull()
