@@ -110,7 +110,16 @@ std::optional<double> CommandLine::duration(const QString &option)
 {
     if (!m_parser.isSet(option))
         return std::nullopt;
-    QString text = m_parser.value(option).trimmed();
+    const auto seconds = readDuration(m_parser.value(option));
+    if (!seconds)
+        complain(
+            QStringLiteral("--%1: \"%2\" is not a time such as 10s or 500ms.").arg(option, m_parser.value(option)));
+    return seconds;
+}
+
+std::optional<double> CommandLine::readDuration(QString text)
+{
+    text = text.trimmed();
     double factor = 1.0;
     for (const TimeUnit &unit : TimeUnits) {
         const QLatin1String suffix(unit.suffix);
@@ -124,7 +133,6 @@ std::optional<double> CommandLine::duration(const QString &option)
     const double value = text.toDouble(&isNumber) * factor;
     if (isNumber && std::isfinite(value) && value >= 0.0)
         return value;
-    complain(QStringLiteral("--%1: \"%2\" is not a time such as 10s or 500ms.").arg(option, m_parser.value(option)));
     return std::nullopt;
 }
 

@@ -19,12 +19,15 @@ struct Command
     const char *summary;
     /// Takes the words after the subcommand's name; returns an ExitStatus.
     int (*run)(const QStringList &arguments);
+    /// Whether it draws, for which it needs fonts and widgets, but no display.
+    bool draws = false;
 };
 
 int runEvaluate(const QStringList &arguments);
 int runMeasure(const QStringList &arguments);
 int runSimulate(const QStringList &arguments);
 int runDiscover(const QStringList &arguments);
+int runPattern(const QStringList &arguments);
 int runEntries(const QStringList &arguments);
 
 /// Fit for a terminal, whatever an instrument or a file may have put into it: no line ends, no control characters.
@@ -57,6 +60,8 @@ public:
     std::optional<qint64> wholeNumber(const QString &option, qint64 lowest, qint64 highest);
     /// A time such as `10s`, `500ms`, `2min` or a bare number of seconds; the result is in seconds.
     std::optional<double> duration(const QString &option);
+    /// The same for a text.
+    static std::optional<double> readDuration(QString text);
 
 private:
     QString m_command;

@@ -15,10 +15,10 @@ namespace CommonNOX::Data
 struct ChargeAxis
 {
     int rows = 0;
-    int halfRows = 0;        ///< rows for charges from 0 on
-    double rowsPerUnit = 0;  ///< of charge, or of its decade
-    double unit = 1.0;       ///< on a logarithmic axis the charge where it begins
-    bool bipolar = false;    ///< else charges count by their magnitude
+    int halfRows = 0;       ///< rows for charges from 0 on
+    double rowsPerUnit = 0; ///< of charge, or of its decade
+    double unit = 1.0;      ///< on a logarithmic axis the charge where it begins
+    bool bipolar = false;   ///< else charges count by their magnitude
     bool logarithmic = false;
 
     /// From 0 at the top; `rows` for a charge that is on none, one that is not a number included. A result between

@@ -112,17 +112,17 @@ void Pattern::addEvents(const EvaluatedEvent *events, int count)
     if (m_axis.logarithmic)
         addEvents(events, count, [&table = m_rowTable](double charge) { return table.rowOf(charge); });
     else if (m_axis.bipolar)
-        addEvents(events, count, [half = double(m_axis.halfRows), rows = m_axis.rows,
-                                  factor = m_axis.rowsPerUnit](double charge) {
-            const double row = half - charge * factor;
-            return row > -1.0 && row < rows ? int(row) : rows;
-        });
+        addEvents(events, count,
+                  [half = double(m_axis.halfRows), rows = m_axis.rows, factor = m_axis.rowsPerUnit](double charge) {
+                      const double row = half - charge * factor;
+                      return row > -1.0 && row < rows ? int(row) : rows;
+                  });
     else
-        addEvents(events, count, [half = double(m_axis.halfRows), rows = m_axis.rows,
-                                  factor = m_axis.rowsPerUnit](double charge) {
-            const double row = half - std::abs(charge) * factor;
-            return row > -1.0 && row < rows ? int(row) : rows;
-        });
+        addEvents(events, count,
+                  [half = double(m_axis.halfRows), rows = m_axis.rows, factor = m_axis.rowsPerUnit](double charge) {
+                      const double row = half - std::abs(charge) * factor;
+                      return row > -1.0 && row < rows ? int(row) : rows;
+                  });
 }
 
 template <class RowOf>

@@ -16,8 +16,9 @@ using Shared::Diagrams::AxisScalingType;
 namespace
 {
 
-const PropertyKey GeometryKeys[] = {PatternKeys::PixelDimensionX, PatternKeys::PixelDimensionY, PatternKeys::ScaleX,
-                                    PatternKeys::ScaleY,          PatternKeys::Bipolar,         PatternKeys::AxisScaling};
+const PropertyKey GeometryKeys[] = {PatternKeys::PixelDimensionX, PatternKeys::PixelDimensionY,
+                                    PatternKeys::ScaleX,          PatternKeys::ScaleY,
+                                    PatternKeys::Bipolar,         PatternKeys::AxisScaling};
 const PropertyKey ColorKeys[] = {PatternKeys::BackgroundColor, PatternKeys::Palette};
 
 bool readDimension(const QVariant &value, quint16 &dimension)

@@ -275,8 +275,7 @@ bool EvaluationSession::addPeriod(const RawPeriod &period, const std::function<b
 {
     if (!Private::waitWhile([this] { return isFull(); }, isInterrupted))
         return false;
-    return d->feed(period.channel, period.index, makePeriodBlock(period), {period.peaks.size()},
-                   {period.testVoltage});
+    return d->feed(period.channel, period.index, makePeriodBlock(period), {period.peaks.size()}, {period.testVoltage});
 }
 
 bool EvaluationSession::isFull()

@@ -5,8 +5,6 @@
 namespace NoxHost
 {
 
-PeriodSource::~PeriodSource() = default;
-
 CsvPeriodSource::CsvPeriodSource(const QString &path) : m_path(path), m_isFile(QFileInfo(path).isFile()) {}
 
 CsvPeriodSource::~CsvPeriodSource() = default;

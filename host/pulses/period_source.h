@@ -30,7 +30,7 @@ public:
     PeriodSource() = default;
     PeriodSource(const PeriodSource &) = delete;
     PeriodSource &operator=(const PeriodSource &) = delete;
-    virtual ~PeriodSource();
+    virtual ~PeriodSource() = default;
 
     /// Begins with the first period; again, when it was begun before and canRestart(). False with getError() set.
     virtual bool start() = 0;

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "host/pulses/line_reader.h"
-#include "host/pulses/pulse_csv_columns.h"
 #include "host/pulses/period_source.h"
+#include "host/pulses/pulse_csv_columns.h"
 
 #include <map>
 #include <optional>
