@@ -58,7 +58,13 @@ int main(int argc, char **argv)
     std::unique_ptr<QCoreApplication> application;
     if (command != std::end(Commands) && command->draws) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
+        // What Qt says of the desktop that is not there is of no use to anybody, unless it cannot go on.
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &text) {
+            if (type == QtFatalMsg)
+                printLogLine(type, context, text);
+        });
         application = std::make_unique<QApplication>(count, argv);
+        qInstallMessageHandler(printLogLine);
     } else {
         application = std::make_unique<QCoreApplication>(count, argv);
     }
