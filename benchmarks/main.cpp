@@ -11,8 +11,8 @@ namespace
 std::vector<Bench::Pair> allPairs()
 {
     std::vector<Bench::Pair> all;
-    for (const auto &topic :
-         {Bench::PeriodPairs(), Bench::StreamPairs(), Bench::EvaluationPairs(), Bench::ProtocolPairs()})
+    for (const auto &topic : {Bench::PeriodPairs(), Bench::PatternPairs(), Bench::StreamPairs(),
+                              Bench::EvaluationPairs(), Bench::ProtocolPairs()})
         all.insert(all.end(), topic.begin(), topic.end());
     return all;
 }

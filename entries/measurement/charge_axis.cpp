@@ -10,8 +10,8 @@ namespace
 {
 
 constexpr int MantissaBits = 52;
-/// Buckets of an octave are at most 2^13, whatever the rows: beyond, tables leave the caches.
-constexpr int MostBucketBits = 13;
+/// Buckets of an octave are at most 2^11, whatever the rows: beyond, tables leave the caches.
+constexpr int MostBucketBits = 11;
 constexpr double Infinity = std::numeric_limits<double>::infinity();
 /// How far from an edge the last bits of a logarithm may decide: some hundred times its error, as the quotient.
 constexpr double Guard = 1e-12;

@@ -48,7 +48,7 @@ class PatternModel:
                 continue
             extent = period.end - period.start
             self.add(amplitude * (-scale if invert else scale),
-                     (time - period.start) / extent * min(span, 360.0) + offset)
+                     (time - period.start) * min(span, 360.0) / extent + offset)
 
 
 class Criterion:

@@ -172,7 +172,7 @@ TEST(Pattern, RowTableGivesTheRowsOfTheLogarithm)
 {
     std::mt19937_64 random(1);
     const auto draw = [&](double low, double high) { return std::uniform_real_distribution<>(low, high)(random); };
-    for (const quint16 rows : {1, 2, 50, 300, 301, 4000, 65535}) {
+    for (const quint16 rows : {1, 50, 301, 4000, 65535}) {
         for (const double scale : {1000.0, 999.0, 37.2, 1e-9, 1e290, -5.0}) {
             for (const bool bipolar : {false, true}) {
                 const Pattern pattern =
@@ -187,10 +187,10 @@ TEST(Pattern, RowTableGivesTheRowsOfTheLogarithm)
                 };
                 for (const double special : {0.0, nan, infinity, 5e-324, 1.7e308, axis.unit, scale})
                     check(special);
-                for (int i = 0; i < 5000; ++i)
+                for (int i = 0; i < 2000; ++i)
                     check(axis.unit * std::pow(10.0, draw(-1.0, 4.0)));
                 // Around edges, where the last bit decides.
-                for (int i = 0; i < 200; ++i) {
+                for (int i = 0; i < 60; ++i) {
                     const double edge = std::round(draw(0.0, rows)) / axis.rowsPerUnit;
                     double charge = axis.unit * std::pow(10.0, edge);
                     for (int step = 0; step < 20; ++step)
