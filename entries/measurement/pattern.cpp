@@ -6,7 +6,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace CommonNOX::Data
 {
@@ -27,6 +31,85 @@ double beginningOf(double scale)
     const double positive = scale > 0.0 ? scale : std::numeric_limits<double>::epsilon();
     return std::pow(10.0, std::floor(std::log10(positive))) / 100.0;
 }
+
+/// Row and column of an event; beyond all that there are where it has none.
+struct Cell
+{
+    quint32 row;
+    quint32 column;
+};
+
+/// Cuts off to a whole number; what is negative, too large or not a number becomes larger than any dimension.
+quint32 cutOff(double place)
+{
+#ifdef __SSE2__
+    return quint32(_mm_cvttsd_si32(_mm_set_sd(place)));
+#else
+    return place > -1.0 && place < 65536.0 ? quint32(int(place)) : 0x80000000u;
+#endif
+}
+
+class LogarithmicCells
+{
+public:
+    LogarithmicCells(const ChargeRowTable &table, double columnsPerDegree)
+        : m_table(table), m_columnsPerDegree(columnsPerDegree)
+    {}
+
+    Cell operator()(const EvaluatedEvent &event) const
+    {
+        return {quint32(m_table.rowOf(event.charge)), cutOff(event.phase * m_columnsPerDegree)};
+    }
+
+private:
+    const ChargeRowTable &m_table;
+    const double m_columnsPerDegree;
+};
+
+#ifdef __SSE2__
+
+/// Row and column at once, by the steps of ChargeAxis::rowOf(): the negated factor gives the same bits.
+class LinearCells
+{
+public:
+    LinearCells(const ChargeAxis &axis, double columnsPerDegree)
+        : m_kept(_mm_castsi128_pd(_mm_set_epi64x(-1, axis.bipolar ? -1 : std::numeric_limits<qint64>::max()))),
+          m_factors(_mm_set_pd(columnsPerDegree, -axis.rowsPerUnit)), m_offsets(_mm_set_pd(0.0, axis.halfRows))
+    {}
+
+    Cell operator()(const EvaluatedEvent &event) const
+    {
+        static_assert(offsetof(EvaluatedEvent, phase) == offsetof(EvaluatedEvent, charge) + sizeof(double));
+        const __m128d values = _mm_and_pd(_mm_loadu_pd(&event.charge), m_kept);
+        const __m128d places = _mm_add_pd(_mm_mul_pd(values, m_factors), m_offsets);
+        const auto both = quint64(_mm_cvtsi128_si64(_mm_cvttpd_epi32(places)));
+        return {quint32(both), quint32(both >> 32)};
+    }
+
+private:
+    const __m128d m_kept; // all bits but the charge's sign where that does not count
+    const __m128d m_factors;
+    const __m128d m_offsets;
+};
+
+#else
+
+class LinearCells
+{
+public:
+    LinearCells(const ChargeAxis &axis, double columnsPerDegree) : m_axis(axis), m_columnsPerDegree(columnsPerDegree) {}
+
+    Cell operator()(const EvaluatedEvent &event) const
+    {
+        return {quint32(m_axis.rowOf(event.charge)), cutOff(event.phase * m_columnsPerDegree)};
+    }
+
+private:
+    const ChargeAxis m_axis;
+    const double m_columnsPerDegree;
+};
+
+#endif
 
 /// Draws rows of counts; counts of 0 stay background.
 QImage draw(const quint32 *counts, int columns, int rows, const QColor &background, PatternPalette palette)
@@ -108,43 +191,34 @@ void Pattern::addEvents(const EvaluatedEvent *events, int count)
 {
     if (m_counts.empty())
         return;
-    // Copies, which the compiler can keep in registers while counts are written.
     if (m_axis.logarithmic)
-        addEvents(events, count, [&table = m_rowTable](double charge) { return table.rowOf(charge); });
-    else if (m_axis.bipolar)
-        addEvents(events, count,
-                  [half = double(m_axis.halfRows), rows = m_axis.rows, factor = m_axis.rowsPerUnit](double charge) {
-                      const double row = half - charge * factor;
-                      return row > -1.0 && row < rows ? int(row) : rows;
-                  });
+        addEvents(events, count, LogarithmicCells(m_rowTable, m_columnsPerDegree));
     else
-        addEvents(events, count,
-                  [half = double(m_axis.halfRows), rows = m_axis.rows, factor = m_axis.rowsPerUnit](double charge) {
-                      const double row = half - std::abs(charge) * factor;
-                      return row > -1.0 && row < rows ? int(row) : rows;
-                  });
+        addEvents(events, count, LinearCells(m_axis, m_columnsPerDegree));
 }
 
-template <class RowOf>
-void Pattern::addEvents(const EvaluatedEvent *events, int count, RowOf rowOf)
+template <class CellOf>
+void Pattern::addEvents(const EvaluatedEvent *events, int count, const CellOf &cellOf)
 {
-    const int rows = m_axis.rows;
-    const int columns = m_columns;
-    const double columnsPerDegree = m_columnsPerDegree;
+    const auto rows = quint32(m_axis.rows);
+    const auto columns = quint32(m_columns);
     quint32 *const cells = m_counts.data();
     for (const EvaluatedEvent *event = events; event != events + count; ++event) {
-        if (!event->counted)
-            continue;
-        const double column = event->phase * columnsPerDegree;
-        const bool isOnColumn = column > -1.0 && column < columns;
-        const int row = isOnColumn ? rowOf(event->charge) : rows;
-        if (row < rows)
-            ++cells[std::size_t(row) * std::size_t(columns) + std::size_t(int(column))];
-        else if (isOnColumn && std::isfinite(event->charge))
-            ++m_overflow[std::size_t(int(column))];
-        else
-            ++m_dropped;
+        const Cell cell = cellOf(*event);
+        // One branch for all, which hardly ever goes the other way.
+        if (bool(unsigned(cell.row < rows) & unsigned(cell.column < columns) & unsigned(event->counted))) [[likely]]
+            ++cells[std::size_t(cell.row) * columns + cell.column];
+        else if (event->counted)
+            addBesides(*event, cell.column);
     }
+}
+
+void Pattern::addBesides(const EvaluatedEvent &event, quint32 column)
+{
+    if (column < quint32(m_columns) && std::isfinite(event.charge))
+        ++m_overflow[column];
+    else
+        ++m_dropped;
 }
 
 bool Pattern::getLastPatternDisplay(QImage *pattern, QImage *overflow) const

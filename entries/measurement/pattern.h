@@ -89,8 +89,10 @@ public:
     double getLargestCharge() const;
 
 private:
-    template <class RowOf>
-    void addEvents(const EvaluatedEvent *events, int count, RowOf rowOf);
+    template <class CellOf>
+    void addEvents(const EvaluatedEvent *events, int count, const CellOf &cellOf);
+    /// Counts an event that has no cell.
+    void addBesides(const EvaluatedEvent &event, quint32 column);
 
     quint16 m_pixelDimensionX = 400;
     quint16 m_pixelDimensionY = 300;

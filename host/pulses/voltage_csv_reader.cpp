@@ -106,7 +106,7 @@ bool VoltageCsvReader::nextText(std::string_view &text, bool &isEnd)
 
 bool VoltageCsvReader::fail(const QString &sentence)
 {
-    m_error = QStringLiteral("%1:%2: %3.").arg(m_name).arg(m_lines.lineNumber()).arg(sentence);
+    m_error = QStringLiteral("%1:%2: %3.").arg(m_name, QString::number(m_lines.lineNumber()), sentence);
     return false;
 }
 
