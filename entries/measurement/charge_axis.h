@@ -4,9 +4,9 @@
 
 #include <QtGlobal>
 
-#include <algorithm>
 #include <bit>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 namespace CommonNOX::Data
@@ -47,34 +47,47 @@ public:
 
     int rowOf(double charge) const
     {
-        const auto bits = std::bit_cast<quint64>(charge);
-        const double magnitude = std::abs(charge);
-        const qint64 key = qint64((bits & ~SignBit) >> m_shift) - m_firstKey;
-        const qint64 bucket = std::clamp<qint64>(key, 0, m_lastBucket) + (m_negativeOffset & -qint64(bits >> 63));
-        const Bucket &place = m_buckets[std::size_t(bucket)];
-        // Also where the edge, the magnitude or their difference is not a number.
-        if (!(std::abs(magnitude - place.edge) > Guard * magnitude)) [[unlikely]]
-            return m_axis.rowOf(charge);
-        // By an index instead of a branch: nobody can predict on which side of an edge the next charge is.
-        return place.rows[magnitude > place.edge];
+        const int row = lookUp(charge);
+        return row == AskAxis ? m_axis.rowOf(charge) : row;
     }
 
+    /// What lookUp() answers where only the axis knows; larger than any number of rows.
+    static constexpr int AskAxis = std::numeric_limits<int>::max();
+    int lookUp(double charge) const
+    {
+        // Magnitudes compare as their bits do. Those of infinity and of what is no number follow all others.
+        const auto bits = std::bit_cast<qint64>(charge);
+        const qint64 magnitude = bits & ~SignBit;
+        qint64 bucket = (magnitude >> m_shift) - m_firstKey;
+        bucket = bucket > 0 ? bucket : 0;
+        bucket = bucket < m_lastBucket ? bucket : m_lastBucket;
+        const Bucket &place = m_buckets[std::size_t(bucket + ((bits >> 63) & m_negativeOffset))];
+        const qint64 beyond = magnitude - place.edge;
+        if (quint64(beyond) + Guard <= 2 * Guard) [[unlikely]]
+            return AskAxis;
+        // By an index instead of a branch: nobody can predict on which side of an edge the next charge is.
+        return place.rows[beyond > 0];
+    }
+
+    const ChargeAxis &getAxis() const { return m_axis; }
+
 private:
-    static constexpr quint64 SignBit = quint64(1) << 63;
-    /// How far from an edge, as a part of it, the last bits of a logarithm may decide: some hundred times its error.
-    static constexpr double Guard = 1e-12;
+    static constexpr qint64 SignBit = std::numeric_limits<qint64>::min();
+    /// How many representable numbers off an edge the last bits of a logarithm may decide: some hundred times its
+    /// error.
+    static constexpr quint64 Guard = 8192;
 
     struct Bucket
     {
-        double edge; ///< infinite where there is none, not a number where there are several
+        qint64 edge; ///< the bits of the magnitude where the rows meet; where they do not, beyond all magnitudes
         int rows[2]; ///< of smaller magnitudes, and of larger ones
     };
 
-    Bucket makeBucket(quint64 first, quint64 last, double sign) const;
+    Bucket makeBucket(qint64 first, qint64 last, double sign) const;
 
     ChargeAxis m_axis;
     std::vector<Bucket> m_buckets; // of positive charges, then of negative ones
-    quint64 m_shift = 63;
+    int m_shift = 62;
     qint64 m_firstKey = 0;
     qint64 m_lastBucket = 0;
     qint64 m_negativeOffset = 0; // 0 where charges count by their magnitude

@@ -58,7 +58,7 @@ public:
 
     Cell operator()(const EvaluatedEvent &event) const
     {
-        return {quint32(m_table.rowOf(event.charge)), cutOff(event.phase * m_columnsPerDegree)};
+        return {quint32(m_table.lookUp(event.charge)), cutOff(event.phase * m_columnsPerDegree)};
     }
 
 private:
@@ -209,13 +209,18 @@ void Pattern::addEvents(const EvaluatedEvent *events, int count, const CellOf &c
         if (bool(unsigned(cell.row < rows) & unsigned(cell.column < columns) & unsigned(event->counted))) [[likely]]
             ++cells[std::size_t(cell.row) * columns + cell.column];
         else if (event->counted)
-            addBesides(*event, cell.column);
+            addBesides(*event, cell.row, cell.column);
     }
 }
 
-void Pattern::addBesides(const EvaluatedEvent &event, quint32 column)
+void Pattern::addBesides(const EvaluatedEvent &event, quint32 row, quint32 column)
 {
-    if (column < quint32(m_columns) && std::isfinite(event.charge))
+    const bool isOnColumn = column < quint32(m_columns);
+    if (row == quint32(ChargeRowTable::AskAxis))
+        row = quint32(m_axis.rowOf(event.charge));
+    if (isOnColumn && row < quint32(m_axis.rows))
+        ++m_counts[std::size_t(row) * std::size_t(m_columns) + column];
+    else if (isOnColumn && std::isfinite(event.charge))
         ++m_overflow[column];
     else
         ++m_dropped;

@@ -91,8 +91,8 @@ public:
 private:
     template <class CellOf>
     void addEvents(const EvaluatedEvent *events, int count, const CellOf &cellOf);
-    /// Counts an event that has no cell.
-    void addBesides(const EvaluatedEvent &event, quint32 column);
+    /// Counts an event that has no cell, or whose row the axis has to tell.
+    void addBesides(const EvaluatedEvent &event, quint32 row, quint32 column);
 
     quint16 m_pixelDimensionX = 400;
     quint16 m_pixelDimensionY = 300;
