@@ -12,7 +12,6 @@ namespace
 constexpr int MantissaBits = 52;
 /// Buckets of an octave are at most 2^11, whatever the rows: beyond, tables leave the caches.
 constexpr int MostBucketBits = 11;
-const qint64 LargestMagnitude = std::bit_cast<qint64>(std::numeric_limits<double>::max());
 /// Beyond the bits of every magnitude, and what is no number among them.
 constexpr qint64 Nowhere = std::numeric_limits<qint64>::max();
 
@@ -32,18 +31,19 @@ ChargeRowTable::ChargeRowTable(const ChargeAxis &axis) : m_axis(axis)
     const double lowest = std::max(axis.unit / 2.0, std::numeric_limits<double>::min());
     const double highest = std::min(std::isfinite(top) ? std::max(top, lowest) : lowest, 1e6 * axis.unit) * 2.0;
     m_firstKey = std::bit_cast<qint64>(lowest) >> m_shift;
-    m_lastBucket = (std::bit_cast<qint64>(highest) >> m_shift) - m_firstKey;
-    m_negativeOffset = axis.bipolar ? m_lastBucket + 1 : 0;
+    m_outside = quint64((std::bit_cast<qint64>(highest) >> m_shift) - m_firstKey + 1);
 
-    const qint64 size = qint64(1) << m_shift;
+    const auto beginOf = [this](quint64 bucket) { return (m_firstKey + qint64(bucket)) << m_shift; };
     for (const double sign : {1.0, -1.0}) {
         if (sign < 0.0 && !axis.bipolar)
             break;
-        for (qint64 i = 0; i <= m_lastBucket; ++i) {
-            const qint64 begin = (m_firstKey + i) << m_shift;
-            const qint64 last = i == m_lastBucket ? LargestMagnitude : begin + size - 1;
-            m_buckets.push_back(makeBucket(i == 0 ? 0 : begin, last, sign));
-        }
+        for (quint64 i = 0; i < m_outside; ++i)
+            m_buckets.push_back(makeBucket(beginOf(i), beginOf(i + 1) - 1, sign));
+        const auto rowAt = [&](qint64 place) { return axis.rowOf(std::copysign(std::bit_cast<double>(place), sign)); };
+        const int lowestRow = rowAt(0) == rowAt(beginOf(0)) ? rowAt(0) : AskAxis;
+        // A charge that is no number is on no row, so those above have to be on none as well.
+        const int highestRow = rowAt(beginOf(m_outside) - 1) == axis.rows ? axis.rows : AskAxis;
+        m_buckets.push_back({(beginOf(0) + beginOf(m_outside)) / 2, {lowestRow, highestRow}});
     }
 }
 
@@ -52,10 +52,8 @@ ChargeRowTable::Bucket ChargeRowTable::makeBucket(qint64 first, qint64 last, dou
     const auto rowAt = [&](qint64 bits) { return m_axis.rowOf(std::copysign(std::bit_cast<double>(bits), sign)); };
     const int firstRow = rowAt(first);
     const int lastRow = rowAt(last);
-    // What is not a number lies behind the last magnitude.
-    const int behind = last == LargestMagnitude ? AskAxis : lastRow;
     if (firstRow == lastRow)
-        return {last == LargestMagnitude ? last + qint64(Guard) : Nowhere, {firstRow, behind}};
+        return {Nowhere, {firstRow, lastRow}};
     // Of the first row the end, and of the last row the beginning.
     const auto bisect = [&](auto isBefore) {
         qint64 low = first;
@@ -68,7 +66,7 @@ ChargeRowTable::Bucket ChargeRowTable::makeBucket(qint64 first, qint64 last, dou
     };
     const qint64 end = bisect([&](int row) { return row == firstRow; });
     const qint64 beginning = bisect([&](int row) { return row != lastRow; });
-    if (std::abs(beginning - end) > qint64(Guard / 8) || behind == AskAxis)
+    if (std::abs(beginning - end) > qint64(Guard / 8))
         return {Nowhere, {AskAxis, AskAxis}};
     return {end, {firstRow, lastRow}};
 }

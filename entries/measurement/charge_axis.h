@@ -47,29 +47,31 @@ public:
 
     int rowOf(double charge) const
     {
-        const int row = lookUp(charge);
+        const int row = m_axis.bipolar ? lookUp<true>(charge) : lookUp<false>(charge);
         return row == AskAxis ? m_axis.rowOf(charge) : row;
     }
 
     /// What lookUp() answers where only the axis knows; larger than any number of rows.
     static constexpr int AskAxis = std::numeric_limits<int>::max();
+    /// `Bipolar` is what the axis says.
+    template <bool Bipolar>
     int lookUp(double charge) const
     {
         // Magnitudes compare as their bits do. Those of infinity and of what is no number follow all others.
         const auto bits = std::bit_cast<qint64>(charge);
         const qint64 magnitude = bits & ~SignBit;
-        qint64 bucket = (magnitude >> m_shift) - m_firstKey;
-        bucket = bucket > 0 ? bucket : 0;
-        bucket = bucket < m_lastBucket ? bucket : m_lastBucket;
-        const Bucket &place = m_buckets[std::size_t(bucket + ((bits >> 63) & m_negativeOffset))];
+        // Below the first bucket this becomes very large; both sides share the outside bucket.
+        quint64 bucket = quint64((magnitude >> m_shift) - m_firstKey);
+        bucket = bucket < m_outside ? bucket : m_outside;
+        if (Bipolar)
+            bucket += quint64(bits >> 63) & (m_outside + 1);
+        const Bucket &place = m_buckets[bucket];
         const qint64 beyond = magnitude - place.edge;
         if (quint64(beyond) + Guard <= 2 * Guard) [[unlikely]]
             return AskAxis;
         // By an index instead of a branch: nobody can predict on which side of an edge the next charge is.
         return place.rows[beyond > 0];
     }
-
-    const ChargeAxis &getAxis() const { return m_axis; }
 
 private:
     static constexpr qint64 SignBit = std::numeric_limits<qint64>::min();
@@ -87,10 +89,9 @@ private:
 
     ChargeAxis m_axis;
     std::vector<Bucket> m_buckets; // of positive charges, then of negative ones
-    int m_shift = 62;
+    qint64 m_shift = 62; // no int, which the counts that are written meanwhile might change for all a compiler knows
     qint64 m_firstKey = 0;
-    qint64 m_lastBucket = 0;
-    qint64 m_negativeOffset = 0; // 0 where charges count by their magnitude
+    quint64 m_outside = 0; // the number of the outside bucket, behind all others of its sign
 };
 
 } // namespace CommonNOX::Data

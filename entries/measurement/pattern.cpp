@@ -49,6 +49,7 @@ quint32 cutOff(double place)
 #endif
 }
 
+template <bool Bipolar>
 class LogarithmicCells
 {
 public:
@@ -58,7 +59,7 @@ public:
 
     Cell operator()(const EvaluatedEvent &event) const
     {
-        return {quint32(m_table.lookUp(event.charge)), cutOff(event.phase * m_columnsPerDegree)};
+        return {quint32(m_table.lookUp<Bipolar>(event.charge)), cutOff(event.phase * m_columnsPerDegree)};
     }
 
 private:
@@ -191,8 +192,10 @@ void Pattern::addEvents(const EvaluatedEvent *events, int count)
 {
     if (m_counts.empty())
         return;
-    if (m_axis.logarithmic)
-        addEvents(events, count, LogarithmicCells(m_rowTable, m_columnsPerDegree));
+    if (m_axis.logarithmic && m_axis.bipolar)
+        addEvents(events, count, LogarithmicCells<true>(m_rowTable, m_columnsPerDegree));
+    else if (m_axis.logarithmic)
+        addEvents(events, count, LogarithmicCells<false>(m_rowTable, m_columnsPerDegree));
     else
         addEvents(events, count, LinearCells(m_axis, m_columnsPerDegree));
 }
