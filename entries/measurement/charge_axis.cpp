@@ -21,7 +21,7 @@ ChargeRowTable::ChargeRowTable(const ChargeAxis &axis) : m_axis(axis)
 {
     // The buckets of an octave are equally wide, so the first one spans the most of the axis: 1.44 / 2^bits octaves.
     const double rowsPerOctave = std::abs(axis.rowsPerUnit) * std::log10(2.0);
-    int bits = 1;
+    int bits = MantissaBits - int(UsualShift);
     while (bits < MostBucketBits && rowsPerOctave * 1.5 > double(1 << bits))
         ++bits;
     m_shift = MantissaBits - bits;

@@ -47,21 +47,23 @@ public:
 
     int rowOf(double charge) const
     {
-        const int row = m_axis.bipolar ? lookUp<true>(charge) : lookUp<false>(charge);
+        const int row = m_axis.bipolar ? lookUp<true, false>(charge) : lookUp<false, false>(charge);
         return row == AskAxis ? m_axis.rowOf(charge) : row;
     }
 
     /// What lookUp() answers where only the axis knows; larger than any number of rows.
     static constexpr int AskAxis = std::numeric_limits<int>::max();
-    /// `Bipolar` is what the axis says.
-    template <bool Bipolar>
+    /// Whether the axis has few rows, as patterns usually have.
+    bool hasFewRows() const { return m_shift == UsualShift; }
+    /// `Bipolar` is what the axis says; `FewRows`, which spares some steps, may be said when hasFewRows().
+    template <bool Bipolar, bool FewRows>
     int lookUp(double charge) const
     {
         // Magnitudes compare as their bits do. Those of infinity and of what is no number follow all others.
         const auto bits = std::bit_cast<qint64>(charge);
         const qint64 magnitude = bits & ~SignBit;
         // Below the first bucket this becomes very large; both sides share the outside bucket.
-        quint64 bucket = quint64((magnitude >> m_shift) - m_firstKey);
+        quint64 bucket = quint64((magnitude >> (FewRows ? UsualShift : m_shift)) - m_firstKey);
         bucket = bucket < m_outside ? bucket : m_outside;
         if (Bipolar)
             bucket += quint64(bits >> 63) & (m_outside + 1);
@@ -74,6 +76,8 @@ public:
     }
 
 private:
+    /// 2^7 buckets an octave, enough for 85 rows there.
+    static constexpr qint64 UsualShift = 52 - 7;
     static constexpr qint64 SignBit = std::numeric_limits<qint64>::min();
     /// How many representable numbers off an edge the last bits of a logarithm may decide: some hundred times its
     /// error.
@@ -89,7 +93,8 @@ private:
 
     ChargeAxis m_axis;
     std::vector<Bucket> m_buckets; // of positive charges, then of negative ones
-    qint64 m_shift = 62; // no int, which the counts that are written meanwhile might change for all a compiler knows
+    // No int, which the counts that are written meanwhile might change for all a compiler knows.
+    qint64 m_shift = UsualShift;
     qint64 m_firstKey = 0;
     quint64 m_outside = 0; // the number of the outside bucket, behind all others of its sign
 };

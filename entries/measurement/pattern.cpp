@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <type_traits>
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
@@ -49,7 +50,7 @@ quint32 cutOff(double place)
 #endif
 }
 
-template <bool Bipolar>
+template <bool Bipolar, bool FewRows>
 class LogarithmicCells
 {
 public:
@@ -59,7 +60,7 @@ public:
 
     Cell operator()(const EvaluatedEvent &event) const
     {
-        return {quint32(m_table.lookUp<Bipolar>(event.charge)), cutOff(event.phase * m_columnsPerDegree)};
+        return {quint32(m_table.lookUp<Bipolar, FewRows>(event.charge)), cutOff(event.phase * m_columnsPerDegree)};
     }
 
 private:
@@ -192,12 +193,16 @@ void Pattern::addEvents(const EvaluatedEvent *events, int count)
 {
     if (m_counts.empty())
         return;
-    if (m_axis.logarithmic && m_axis.bipolar)
-        addEvents(events, count, LogarithmicCells<true>(m_rowTable, m_columnsPerDegree));
-    else if (m_axis.logarithmic)
-        addEvents(events, count, LogarithmicCells<false>(m_rowTable, m_columnsPerDegree));
-    else
+    const auto addLogarithmic = [&](auto isBipolar, auto hasFewRows) {
+        addEvents(events, count, LogarithmicCells<isBipolar.value, hasFewRows.value>(m_rowTable, m_columnsPerDegree));
+    };
+    using std::false_type, std::true_type;
+    if (!m_axis.logarithmic)
         addEvents(events, count, LinearCells(m_axis, m_columnsPerDegree));
+    else if (m_rowTable.hasFewRows())
+        m_axis.bipolar ? addLogarithmic(true_type(), true_type()) : addLogarithmic(false_type(), true_type());
+    else
+        m_axis.bipolar ? addLogarithmic(true_type(), false_type()) : addLogarithmic(false_type(), false_type());
 }
 
 template <class CellOf>
