@@ -43,7 +43,8 @@ ChargeRowTable::ChargeRowTable(const ChargeAxis &axis) : m_axis(axis)
         const int lowestRow = rowAt(0) == rowAt(beginOf(0)) ? rowAt(0) : AskAxis;
         // A charge that is no number is on no row, so those above have to be on none as well.
         const int highestRow = rowAt(beginOf(m_outside) - 1) == axis.rows ? axis.rows : AskAxis;
-        m_buckets.push_back({(beginOf(0) + beginOf(m_outside)) / 2, {lowestRow, highestRow}});
+        // Between both sides.
+        m_buckets.push_back({beginOf(m_outside / 2), {highestRow, lowestRow}});
     }
 }
 
@@ -66,9 +67,9 @@ ChargeRowTable::Bucket ChargeRowTable::makeBucket(qint64 first, qint64 last, dou
     };
     const qint64 end = bisect([&](int row) { return row == firstRow; });
     const qint64 beginning = bisect([&](int row) { return row != lastRow; });
-    if (std::abs(beginning - end) > qint64(Guard / 8))
+    if (std::abs(beginning - end) > Guard / 8)
         return {Nowhere, {AskAxis, AskAxis}};
-    return {end, {firstRow, lastRow}};
+    return {end - Guard, {lastRow, firstRow}};
 }
 
 } // namespace CommonNOX::Data

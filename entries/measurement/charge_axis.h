@@ -4,6 +4,7 @@
 
 #include <QtGlobal>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -28,7 +29,7 @@ struct ChargeAxis
     {
         double q = bipolar ? charge : std::abs(charge);
         if (logarithmic)
-            q = std::copysign(std::log10(std::fmax(std::abs(q / unit), 1.0)), q);
+            q = std::copysign(std::log10(std::max(std::abs(q / unit), 1.0)), q); // what is no number stays so
         const double row = halfRows - q * rowsPerUnit;
         return row > -1.0 && row < rows ? int(row) : rows;
     }
@@ -68,11 +69,11 @@ public:
         if (Bipolar)
             bucket += quint64(bits >> 63) & (m_outside + 1);
         const Bucket &place = m_buckets[bucket];
-        const qint64 beyond = magnitude - place.edge;
-        if (quint64(beyond) + Guard <= 2 * Guard) [[unlikely]]
+        const auto beyond = quint64(magnitude - place.guarded);
+        if (beyond <= quint64(2 * Guard)) [[unlikely]]
             return AskAxis;
-        // By an index instead of a branch: nobody can predict on which side of an edge the next charge is.
-        return place.rows[beyond > 0];
+        // By an index, the sign, instead of a branch: nobody can predict on which side of an edge the next charge is.
+        return place.rows[beyond >> 63];
     }
 
 private:
@@ -81,12 +82,13 @@ private:
     static constexpr qint64 SignBit = std::numeric_limits<qint64>::min();
     /// How many representable numbers off an edge the last bits of a logarithm may decide: some hundred times its
     /// error.
-    static constexpr quint64 Guard = 8192;
+    static constexpr qint64 Guard = 8192;
 
     struct Bucket
     {
-        qint64 edge; ///< the bits of the magnitude where the rows meet; where they do not, beyond all magnitudes
-        int rows[2]; ///< of smaller magnitudes, and of larger ones
+        /// The bits of the magnitude where the rows meet, less Guard; where they do not, beyond all magnitudes.
+        qint64 guarded;
+        int rows[2]; ///< of larger magnitudes, and of smaller ones
     };
 
     Bucket makeBucket(qint64 first, qint64 last, double sign) const;

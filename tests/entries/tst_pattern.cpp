@@ -120,6 +120,7 @@ TEST(Pattern, CountsAnEventInItsCell)
         {log, nan, 90, Dropped, 0},
         {both, -100, 90, 37, 25},
         {both, 5, 90, 25, 25},
+        {both, nan, 90, Dropped, 0},
         {both, -1e300, 90, Overflow, 25},
     };
     for (const auto &c : cases) {
