@@ -14,7 +14,7 @@ namespace
 std::vector<Bench::Pair> allPairs()
 {
     std::vector<Bench::Pair> all;
-    for (const auto &topic : {Bench::PeriodPairs(), Bench::StreamPairs(), Bench::EvaluationPairs(),
+    for (const auto &topic : {Bench::PeriodPairs(), Bench::PatternPairs(), Bench::StreamPairs(), Bench::EvaluationPairs(),
                               Bench::ProtocolPairs(), Bench::RecordingPairs()})
         all.insert(all.end(), topic.begin(), topic.end());
     return all;

@@ -63,6 +63,7 @@ struct Figure
 /// The same for figures.
 bool PrintFigures(const std::vector<Figure> &figures, const std::string &filter);
 
+std::vector<Pair> PatternPairs();
 std::vector<Pair> PeriodPairs();
 std::vector<Pair> StreamPairs();
 std::vector<Pair> EvaluationPairs();

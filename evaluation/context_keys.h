@@ -21,8 +21,17 @@ inline constexpr QLatin1String IsReplayDevice = ConstantName("is_replay_device")
 inline constexpr QLatin1String QtUtEnabled = ConstantName("qtut_enabled");
 inline constexpr QLatin1String QtUtInterval = ConstantName("qtut_overview_timeout");
 inline constexpr QLatin1String PatternVisible = ConstantName("pattern_visible");
+inline constexpr QLatin1String PatternInterval = ConstantName("pattern_interval");
+inline constexpr QLatin1String CriterionX = ConstantName("inception_extinction_x");
+inline constexpr QLatin1String CriterionY = ConstantName("inception_extinction_y");
+inline constexpr QLatin1String InceptionCharge = ConstantName("inception_charge");
+inline constexpr QLatin1String ExtinctionCharge = ConstantName("extinction_charge");
+inline constexpr QLatin1String HasRecordedDecisions = ConstantName("inception_extinction_recorded");
 inline constexpr QLatin1String Devices = ConstantName("devices");
 
+inline constexpr QLatin1String InceptionExtinction = ConstantName("inception_extinction");
+inline constexpr QLatin1String InceptionVoltage = ConstantName("inception_voltage");
+inline constexpr QLatin1String ExtinctionVoltage = ConstantName("extinction_voltage");
 inline constexpr QLatin1String EvaluationState = ConstantName("evaluation_state");
 inline constexpr QLatin1String EvaluationLoad = ConstantName("evaluation_load");
 inline constexpr QLatin1String EvaluatedPeriods = ConstantName("evaluated_periods");

@@ -21,7 +21,8 @@ need() {
 }
 
 need_build() {
-  need build-essential cmake ninja-build ccache pkg-config qtbase5-dev libqt5svg5 libsqlite3-dev libxxhash-dev
+  need build-essential cmake ninja-build ccache pkg-config qtbase5-dev libqt5svg5 libqwt-qt5-dev \
+    libsqlite3-dev libxxhash-dev fonts-dejavu-core
 }
 need_tests() {
   need libgtest-dev libgmock-dev python3 clang libclang-rt-14-dev clang-format

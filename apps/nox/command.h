@@ -19,6 +19,8 @@ struct Command
     const char *summary;
     /// Takes the words after the subcommand's name; returns an ExitStatus.
     int (*run)(const QStringList &arguments);
+    /// Whether it draws, for which it needs fonts and widgets, but no display.
+    bool draws = false;
 };
 
 int runEvaluate(const QStringList &arguments);
@@ -30,6 +32,7 @@ int runImport(const QStringList &arguments);
 int runRepair(const QStringList &arguments);
 int runSimulate(const QStringList &arguments);
 int runDiscover(const QStringList &arguments);
+int runPattern(const QStringList &arguments);
 int runEntries(const QStringList &arguments);
 
 /// Fit for a terminal, whatever an instrument or a file may have put into it: no line ends, no control characters.

@@ -2,6 +2,7 @@
 #include "apps/nox/evaluator_options.h"
 #include "host/evaluation/evaluation_session.h"
 #include "host/pulses/pulse_csv_reader.h"
+#include "host/pulses/voltage_csv_reader.h"
 #include "host/terminal/interruption.h"
 #include "host/terminal/output.h"
 
@@ -25,9 +26,11 @@ constexpr quint64 PeriodsBetweenLooks = 64;
 class FileEvaluation
 {
 public:
-    FileEvaluation(const QString &path, const EvaluatorOptions &options, std::optional<qint64> channel)
-        : m_path(path), m_format(options.format()), m_channel(channel), m_session(options.settings()),
-          m_fileSize(QFileInfo(path).isFile() ? QFileInfo(path).size() : 0)
+    /// `voltagesPath` may be empty.
+    FileEvaluation(const QString &path, const QString &voltagesPath, const EvaluatorOptions &options,
+                   std::optional<qint64> channel)
+        : m_path(path), m_voltagesPath(voltagesPath), m_format(options.format()), m_channel(channel),
+          m_session(options.settings()), m_fileSize(QFileInfo(path).isFile() ? QFileInfo(path).size() : 0)
     {}
 
     int run()
@@ -35,6 +38,8 @@ public:
         m_timer.start();
         if (!m_reader.open(m_path))
             return fail(m_reader.error());
+        if (!m_voltagesPath.isEmpty() && !m_voltages.open(m_voltagesPath))
+            return fail(m_voltages.getError());
         m_output.write(formatHeader(m_format));
         QString error = readAll();
         if (!m_session.finish(&NoxHost::isInterrupted))
@@ -55,7 +60,7 @@ private:
     QString readAll()
     {
         for (quint64 count = 1;; ++count) {
-            const PulseCsvResult result = m_reader.next();
+            PulseCsvResult result = m_reader.next();
             if (NoxHost::isInterrupted())
                 return QStringLiteral("interrupted.");
             if (result.kind == PulseCsvResult::Kind::Error) {
@@ -67,6 +72,12 @@ private:
                 return {};
             if (m_channel && result.period.channel != *m_channel)
                 continue;
+            if (!m_voltagesPath.isEmpty()) {
+                const auto voltage = m_voltages.voltageFor(result.period.index);
+                if (!voltage)
+                    return m_voltages.getError();
+                result.period.testVoltage = *voltage;
+            }
             if (!m_session.addPeriod(result.period, &NoxHost::isInterrupted))
                 return QStringLiteral("interrupted.");
             if (count % PeriodsBetweenLooks == 0 || m_session.getPeriodsOnTheirWay() > MaximumUnprinted)
@@ -112,10 +123,12 @@ private:
     static constexpr std::size_t MaximumUnprinted = EvaluationSession::MaximumPeriods / 2;
 
     const QString m_path;
+    const QString m_voltagesPath;
     const OutputFormat m_format;
     const std::optional<qint64> m_channel;
     QElapsedTimer m_timer;
     PulseCsvReader m_reader;
+    NoxHost::VoltageCsvReader m_voltages;
     NoxHost::Output m_output{stdout};
     NoxHost::ProgressLine m_progress;
     EvaluationSession m_session;
@@ -130,8 +143,12 @@ int runEvaluate(const QStringList &arguments)
                      QStringLiteral("Evaluates pulses from a file as a live measurement would."),
                      QStringLiteral("nox evaluate pulses.csv --evaluators \"qiec;qmax\" --output csv > readings.csv"));
     EvaluatorOptions::addTo(line);
-    line.parser().addOption(
-        {QStringLiteral("channel"), QStringLiteral("Evaluate only this channel."), QStringLiteral("number")});
+    line.parser().addOptions(
+        {{QStringLiteral("channel"), QStringLiteral("Evaluate only this channel."), QStringLiteral("number")},
+         {QStringLiteral("voltages"),
+          QStringLiteral("Test voltages: a CSV with the header \"period,voltage\"; a period without a line keeps the "
+                         "last."),
+          QStringLiteral("file")}});
     if (const auto status = line.parse(arguments, 1, 1))
         return *status;
     EvaluatorOptions options(line);
@@ -140,7 +157,9 @@ int runEvaluate(const QStringList &arguments)
         return *status;
     if (!options.dropUnknownEvaluators(EvaluationSession::Source::Periods))
         return Failed;
-    return FileEvaluation(line.parser().positionalArguments().first(), options, channel).run();
+    return FileEvaluation(line.parser().positionalArguments().first(), line.parser().value(QStringLiteral("voltages")),
+                          options, channel)
+        .run();
 }
 
 } // namespace Nox

@@ -1,10 +1,16 @@
 #include "apps/nox/evaluator_options.h"
 
 #include "evaluation/context_keys.h"
+#include "evaluation/processors/inception_criterion.h"
 #include "evaluation/processors/processor_names.h"
 #include "host/evaluation/evaluation_session.h"
 #include "host/evaluation/reading_format.h"
 
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
 #include <limits>
 
 namespace Nox
@@ -24,19 +30,39 @@ QString text(const char *latin1)
 
 } // namespace
 
-void EvaluatorOptions::addTo(CommandLine &line)
+void addBuildingOptions(CommandLine &line)
 {
     line.parser().addOptions({
-        {text("evaluators"), text("Evaluators, separated by \";\" (default: qiec;qmax)."), text("names"),
-         text("qiec;qmax")},
         {text("gating"), text("Gating status 0 to 3; 3 leaves marked pulses out of the readings."), text("status")},
         {text("invert"), text("Invert the polarity of the pulses.")},
         {text("phase-offset"), text("Degrees added to every phase."), text("degrees")},
         {text("phase-span"), text("Degrees that a period covers, at most 360 are used."), text("degrees")},
         {text("ignore-corrections"), text("Leave corrections and calibrations out.")},
+    });
+}
+
+void readBuildingOptions(CommandLine &line, NoxHost::EvaluationSettings &settings)
+{
+    const QCommandLineParser &parser = line.parser();
+    settings.gating = GatingStatus(line.wholeNumber(text("gating"), 0, 3).value_or(0));
+    settings.building.invert = parser.isSet(text("invert"));
+    settings.building.ignoreCorrections = parser.isSet(text("ignore-corrections"));
+    settings.building.phaseOffset = line.number(text("phase-offset"), -Largest, Largest).value_or(0.0);
+    settings.building.phaseSpan = line.number(text("phase-span"), -Largest, Largest).value_or(360.0);
+}
+
+void EvaluatorOptions::addTo(CommandLine &line)
+{
+    line.parser().addOption({text("evaluators"), text("Evaluators, separated by \";\" (default: qiec;qmax)."),
+                             text("names"), text("qiec;qmax")});
+    addBuildingOptions(line);
+    line.parser().addOptions({
         {text("tau1"), text("Decay of the Qiec peak hold in seconds (default: 0.44)."), text("seconds")},
         {text("tau2"), text("Time constant of the Qiec low passes in seconds (default: 0.5)."), text("seconds")},
         {text("initial-qiec"), text("Qiec reading to start from (default: 0)."), text("charge")},
+        {text("criterion"),
+         text("When discharge starts and stops: X of the latest Y periods above the one charge, below the other."),
+         text("X/Y:inception:extinction")},
         {text("output"), text("Form of the readings: table, csv or jsonl (default: table)."), text("form"),
          text("table")},
         {text("json"), text("Short for --output jsonl.")},
@@ -47,11 +73,7 @@ EvaluatorOptions::EvaluatorOptions(CommandLine &line)
 {
     const QCommandLineParser &parser = line.parser();
     m_settings.evaluators = CommonNOX::Evaluation::Processors::SplitProcessorNames(parser.value(text("evaluators")));
-    m_settings.gating = GatingStatus(line.wholeNumber(text("gating"), 0, 3).value_or(0));
-    m_settings.building.invert = parser.isSet(text("invert"));
-    m_settings.building.ignoreCorrections = parser.isSet(text("ignore-corrections"));
-    m_settings.building.phaseOffset = line.number(text("phase-offset"), -Largest, Largest).value_or(0.0);
-    m_settings.building.phaseSpan = line.number(text("phase-span"), -Largest, Largest).value_or(360.0);
+    readBuildingOptions(line, m_settings);
     m_settings.tau1 = line.number(text("tau1"), -Largest, Largest);
     m_settings.tau2 = line.number(text("tau2"), -Largest, Largest);
     m_settings.initialQiec = line.number(text("initial-qiec"), -Largest, Largest);
@@ -71,7 +93,44 @@ EvaluatorOptions::EvaluatorOptions(CommandLine &line)
         if (parser.isSet(text(option)))
             m_settings.given.append(key);
     }
+    if (parser.isSet(text("criterion")))
+        m_settings.given += QStringList{ContextKeys::CriterionX, ContextKeys::CriterionY, ContextKeys::InceptionCharge,
+                                        ContextKeys::ExtinctionCharge};
+    readCriterion(line);
     readFormat(line);
+}
+
+void EvaluatorOptions::readCriterion(CommandLine &line)
+{
+    const bool isEvaluated =
+        m_settings.evaluators.contains(CommonNOX::Evaluation::Processors::Names::InceptionExtinction);
+    if (!line.parser().isSet(text("criterion"))) {
+        if (isEvaluated)
+            line.complain(text("the evaluator inceptionextinction needs --criterion X/Y:INCEPTION:EXTINCTION."));
+        return;
+    }
+    static const QRegularExpression form(text("^([0-9]+)/([0-9]+):([^:]+):([^:]+)$"));
+    const QString given = line.parser().value(text("criterion"));
+    const auto match = form.match(given);
+    bool areNumbers[4] = {};
+    NoxHost::InceptionCriterion criterion;
+    criterion.x = match.captured(1).toUInt(&areNumbers[0]);
+    criterion.y = match.captured(2).toUInt(&areNumbers[1]);
+    criterion.inceptionCharge = match.captured(3).toDouble(&areNumbers[2]);
+    criterion.extinctionCharge = match.captured(4).toDouble(&areNumbers[3]);
+    using CommonNOX::Evaluation::Processors::InceptionExtinction::XYCriterion;
+    if (!std::all_of(std::begin(areNumbers), std::end(areNumbers), [](bool isNumber) { return isNumber; }) ||
+        criterion.x < 1 || criterion.y < 1 || criterion.y > XYCriterion::MaximumWindow ||
+        !std::isfinite(criterion.inceptionCharge) || !std::isfinite(criterion.extinctionCharge)) {
+        line.complain(QStringLiteral("--criterion: \"%1\" is not X/Y:INCEPTION:EXTINCTION with X and Y from 1, Y to "
+                                     "%2, and two charges.")
+                          .arg(given)
+                          .arg(XYCriterion::MaximumWindow));
+        return;
+    }
+    if (criterion.x > criterion.y)
+        printMessage(QStringLiteral("--criterion: %1 of %2 periods are never met.").arg(criterion.x).arg(criterion.y));
+    m_settings.criterion = criterion;
 }
 
 void EvaluatorOptions::readFormat(CommandLine &line)

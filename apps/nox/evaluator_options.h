@@ -11,10 +11,15 @@
 namespace Nox
 {
 
+/// The options of all that builds periods: gating, polarity, phase, corrections.
+void addBuildingOptions(CommandLine &line);
+/// Complaints go to the command line.
+void readBuildingOptions(CommandLine &line, NoxHost::EvaluationSettings &settings);
+
 /// How readings are printed.
 enum class OutputFormat { Table, Csv, JsonLines };
 
-/// The options that every command has that evaluates: evaluators, gating, building, Qiec, output.
+/// The options that every command has that evaluates: evaluators, building, Qiec, inception criterion, output.
 class EvaluatorOptions
 {
 public:
@@ -33,6 +38,7 @@ public:
 
 private:
     void readFormat(CommandLine &line);
+    void readCriterion(CommandLine &line);
 
     NoxHost::EvaluationSettings m_settings;
     OutputFormat m_format = OutputFormat::Table;

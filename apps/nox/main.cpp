@@ -1,13 +1,14 @@
 #include "apps/nox/command.h"
 #include "host/terminal/interruption.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QLoggingCategory>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <iterator>
+#include <memory>
 
 namespace
 {
@@ -24,6 +25,7 @@ constexpr Command Commands[] = {
     {"repair", "bring back what is intact of a damaged recording", &runRepair},
     {"simulate", "be a simulated instrument on the network", &runSimulate},
     {"discover", "list instruments and other devices on the network", &runDiscover},
+    {"pattern", "draw the phase-resolved pattern of pulses", &runPattern, true},
     {"entries", "list the catalogue of entry classes", &runEntries},
 };
 
@@ -51,17 +53,35 @@ void printLogLine(QtMsgType type, const QMessageLogContext &, const QString &tex
 int main(int argc, char **argv)
 {
     qInstallMessageHandler(printLogLine);
-    QCoreApplication application(argc, argv);
+    QStringList words;
+    for (int i = 1; i < argc; ++i)
+        words.append(QString::fromLocal8Bit(argv[i]));
+    const QString name = words.isEmpty() ? QString() : words.first();
+    const auto command = std::find_if(std::begin(Commands), std::end(Commands),
+                                      [&](const Command &known) { return name == QLatin1String(known.name); });
+    // Without the words: an application that draws takes some for its own.
+    int count = std::min(argc, 1);
+    std::unique_ptr<QCoreApplication> application;
+    if (command != std::end(Commands) && command->draws) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        // What Qt says of the desktop that is not there is of no use to anybody, unless it cannot go on.
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &text) {
+            if (type == QtFatalMsg)
+                printLogLine(type, context, text);
+        });
+        application = std::make_unique<QApplication>(count, argv);
+        qInstallMessageHandler(printLogLine);
+    } else {
+        application = std::make_unique<QCoreApplication>(count, argv);
+    }
     QCoreApplication::setApplicationName(QStringLiteral("nox"));
     QCoreApplication::setApplicationVersion(QStringLiteral(NOX_VERSION));
     NoxHost::installInterruptionHandlers();
     // A file that may not grow any more is an error like a full disk, not the end of the program.
     std::signal(SIGXFSZ, SIG_IGN);
 
-    QStringList words = application.arguments().mid(1);
     if (!words.contains(QStringLiteral("--verbose")))
         QLoggingCategory::setFilterRules(QStringLiteral("*.info=false\n*.debug=false"));
-    const QString name = words.isEmpty() ? QString() : words.takeFirst();
     if (name == QLatin1String("--help") || name == QLatin1String("-h") || name == QLatin1String("help")) {
         printHelp(stdout);
         return Done;
@@ -70,10 +90,8 @@ int main(int argc, char **argv)
         std::printf("nox %s\n", NOX_VERSION);
         return Done;
     }
-    const auto command = std::find_if(std::begin(Commands), std::end(Commands),
-                                      [&](const Command &known) { return name == QLatin1String(known.name); });
     if (command != std::end(Commands))
-        return command->run(words);
+        return command->run(words.mid(1));
     if (name.isEmpty())
         printHelp(stderr);
     else

@@ -1,6 +1,7 @@
 #include "evaluation/evaluators/evaluation_queue_wrapper.h"
 
 #include "entries/measurement/period.h"
+#include "evaluation/processors/test_voltage_receiver.h"
 
 #include <QDateTime>
 #include <QElapsedTimer>
@@ -14,7 +15,8 @@ using namespace std::chrono_literals;
 
 EvaluationQueueWrapper::EvaluationQueueWrapper(
     const std::shared_ptr<Processors::AbstractSingleChannelProcessor> &processor, QObject *parent)
-    : QueueThread(1ms, parent), m_processor(processor)
+    : QueueThread(1ms, parent), m_processor(processor),
+      m_voltageReceiver(dynamic_cast<Processors::TestVoltageReceiver *>(processor.get()))
 {
     if (const auto *named = dynamic_cast<const Processors::SingleChannelProcessor *>(processor.get()))
         setObjectName(QStringLiteral("ch%1 %2").arg(named->getChannelIndex()).arg(named->getProcessorName()));
@@ -50,6 +52,11 @@ void EvaluationQueueWrapper::process(Batch &batch)
     for (auto &[index, period] : batch) {
         if (period) {
             milliseconds = std::trunc(milliseconds + period->getDurationInMs());
+            if (m_voltageReceiver) {
+                const double voltage = period->getTestVoltage();
+                if (!std::isnan(voltage))
+                    m_voltageReceiver->voltageUpdate(voltage);
+            }
             m_processor->evaluate(index, period);
         }
         m_lastIndex.store(qint64(index), std::memory_order_release);

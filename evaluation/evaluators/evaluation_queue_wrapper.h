@@ -7,13 +7,18 @@
 #include <memory>
 #include <utility>
 
+namespace CommonNOX::Evaluation::Processors
+{
+class TestVoltageReceiver;
+}
+
 namespace CommonNOX::Evaluation::utils
 {
 
 using IndexedPeriod = std::pair<quint64, std::shared_ptr<const Data::Period>>;
 
-/// The thread of one processor: hands it the periods of its channel in order of arrival, and resets its state when
-/// it ends.
+/// The thread of one processor: hands it the periods of its channel in order of arrival, each with the test voltage
+/// that came with it for a processor that receives these, and resets its state when it ends.
 class NOX_EXPORT EvaluationQueueWrapper : public QueueThread<IndexedPeriod>
 {
 public:
@@ -47,6 +52,7 @@ protected:
 
 private:
     const std::shared_ptr<Processors::AbstractSingleChannelProcessor> m_processor;
+    Processors::TestVoltageReceiver *const m_voltageReceiver; // the processor, or null
     std::atomic<quint64> m_appended = 0;
     std::atomic<quint64> m_done = 0;
     std::atomic<qint64> m_lastIndex = -1;

@@ -35,7 +35,10 @@ QStringList SplitProcessorNames(const QString &setting)
 
 std::size_t GetResultRetention(const QString &processorName)
 {
-    return processorName == Names::DisplayedPeriod || processorName == Names::VoltageScope ? 1 : 0;
+    return processorName == Names::DisplayedPeriod || processorName == Names::VoltageScope ||
+                   processorName == Names::Pattern
+               ? 1
+               : 0;
 }
 
 } // namespace CommonNOX::Evaluation::Processors

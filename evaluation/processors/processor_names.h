@@ -14,6 +14,7 @@ namespace Names
 {
 inline constexpr QLatin1String DisplayedPeriod = ConstantName("displayed_period");
 inline constexpr QLatin1String Frequency = ConstantName("frequency");
+inline constexpr QLatin1String InceptionExtinction = ConstantName("inceptionextinction");
 inline constexpr QLatin1String Qiec = ConstantName("qiec");
 inline constexpr QLatin1String Qmax = ConstantName("qmax");
 inline constexpr QLatin1String Pattern = ConstantName("pattern");

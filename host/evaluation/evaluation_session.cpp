@@ -126,6 +126,12 @@ struct EvaluationSession::Private
         if (settings.tau2)
             write(ContextKeys::QiecTau2, *settings.tau2);
         write(ContextKeys::InitialQiec, settings.initialQiec.value_or(0.0));
+        if (settings.criterion) {
+            write(ContextKeys::CriterionX, settings.criterion->x);
+            write(ContextKeys::CriterionY, settings.criterion->y);
+            write(ContextKeys::InceptionCharge, settings.criterion->inceptionCharge);
+            write(ContextKeys::ExtinctionCharge, settings.criterion->extinctionCharge);
+        }
     }
 
     static void takeProcessors(Channel &channel)
@@ -318,7 +324,7 @@ bool EvaluationSession::addPeriod(const RawPeriod &period, const std::function<b
 {
     if (!Private::waitWhile([this] { return isFull(); }, isInterrupted))
         return false;
-    return d->feed(period.channel, period.index, makePeriodBlock(period), {period.peaks.size()}, {});
+    return d->feed(period.channel, period.index, makePeriodBlock(period), {period.peaks.size()}, {period.testVoltage});
 }
 
 bool EvaluationSession::isFull()

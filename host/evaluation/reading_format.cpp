@@ -59,6 +59,8 @@ std::string jsonValue(const QVariant &value)
         return std::isfinite(value.toDouble()) ? numberText(value.toDouble()) : "null";
     case QMetaType::UnknownType:
         return "null";
+    case QMetaType::QByteArray:
+        return '"' + value.toByteArray().toBase64().toStdString() + '"';
     default:
         break;
     }
@@ -80,6 +82,8 @@ QString forPeople(const QVariant &value)
         return QString::fromStdString(numberText(value.toDouble(), DigitsForPeople));
     if (value.userType() == qMetaTypeId<Entries::ValueVector>())
         return QStringLiteral("%1 values").arg(value.value<Entries::ValueVector>().size());
+    if (value.userType() == QMetaType::QByteArray)
+        return QStringLiteral("%1 bytes").arg(value.toByteArray().size());
     return value.toString();
 }
 
@@ -100,6 +104,8 @@ std::string csvField(const QVariant &value)
 {
     if (value.userType() == QMetaType::Double)
         return numberText(value.toDouble());
+    if (value.userType() == QMetaType::QByteArray)
+        return value.toByteArray().toBase64().toStdString();
     std::string text =
         value.userType() == qMetaTypeId<Entries::ValueVector>() ? jsonValue(value) : value.toString().toStdString();
     if (text.find_first_of(",\"\r\n") == std::string::npos)

@@ -8,7 +8,7 @@ namespace NoxHost
 {
 
 /// `{"period":12,"channel":0,"processor":"qiec","Value":103.2,"Unit":"pC"}` and a line end; numbers with 17 digits, a
-/// number that is not finite as null. The channel is left out for a device's processor.
+/// number that is not finite as null, bytes in base64. The channel is left out for a device's processor.
 std::string toJsonLine(const Reading &reading);
 
 /// A field of CSV: numbers with 17 digits, quoted where commas, quotes or line ends stand in it.

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "host/pulses/line_reader.h"
+#include "host/pulses/period_source.h"
 #include "host/pulses/pulse_csv_columns.h"
-#include "host/pulses/raw_period.h"
 
 #include <map>
 #include <optional>
@@ -11,17 +11,7 @@
 namespace NoxHost
 {
 
-/// What PulseCsvReader::next() yields: a period, the end, or one sentence about what is wrong.
-struct PulseCsvResult
-{
-    enum class Kind { Period, End, Error };
-
-    Kind kind = Kind::End;
-    RawPeriod period; ///< valid for Kind::Period
-    QString error;    ///< for Kind::Error: `FILE:LINE: column COLUMN: ... .`, lines and characters from 1
-    /// For Kind::Error when the row belongs among earlier ones: from this index on, periods that came out are in doubt.
-    std::optional<quint64> doubtedFrom;
-};
+using PulseCsvResult = PeriodResult;
 
 /// Reads the pulses of a file, a pipe or a device one period at a time; docs/pulse-csv.md tells the format.
 ///

@@ -2,6 +2,8 @@
 
 #include "entries/measurement/peak.h"
 
+#include <limits>
+
 namespace NoxHost
 {
 
@@ -19,6 +21,8 @@ struct RawPeriod
     double tvCalibration = 0.0;
     quint32 flags = 0; ///< period flags: 1 dirty, 4 millivolts, 8 discarded
     CommonNOX::Entries::Results::Space2D::PeakVector peaks;
+    /// The peak of the test voltage in force; NaN when it is not known.
+    double testVoltage = std::numeric_limits<double>::quiet_NaN();
 };
 
 } // namespace NoxHost

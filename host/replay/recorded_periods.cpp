@@ -1,6 +1,7 @@
 #include "host/replay/recorded_periods.h"
 
 #include "entries/catalogue/results_pd.h"
+#include "entries/property_keys.h"
 #include "host/pulses/period_entry.h"
 
 namespace NoxHost
@@ -51,6 +52,32 @@ bool RecordedPeriods::next(RawPeriod &period)
 double RecordedPeriods::getDone() const
 {
     return m_total == 0 ? 1.0 : double(m_taken) / double(m_total);
+}
+
+RecordedPeriodSource::RecordedPeriodSource(const std::shared_ptr<PdReplayFileLoader> &loader,
+                                           const ReplaySelection &selection)
+    : m_loader(loader), m_selection(selection)
+{}
+
+RecordedPeriodSource::~RecordedPeriodSource() = default;
+
+bool RecordedPeriodSource::start()
+{
+    m_periods = std::make_unique<RecordedPeriods>(m_loader, m_selection);
+    return true;
+}
+
+PeriodResult RecordedPeriodSource::next()
+{
+    PeriodResult result;
+    if (m_periods->next(result.period))
+        result.kind = PeriodResult::Kind::Period;
+    return result;
+}
+
+QString RecordedPeriodSource::getTitle() const
+{
+    return m_loader->getHeader()->get(CommonNOX::Entries::Keys::Title).toString();
 }
 
 } // namespace NoxHost

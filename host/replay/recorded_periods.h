@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/pulses/raw_period.h"
+#include "host/pulses/period_source.h"
 #include "recording/replay/pd_replay_importer.h"
 #include "recording/replay/replay_walk.h"
 
@@ -30,6 +30,28 @@ private:
     std::map<std::pair<quint64, int>, RawPeriod> m_heads; // by index and channel, the next of each channel
     quint64 m_total = 0;
     quint64 m_taken = 0;
+};
+
+/// The same as a source of periods.
+class RecordedPeriodSource : public PeriodSource
+{
+public:
+    /// The loader has built its index.
+    explicit RecordedPeriodSource(const std::shared_ptr<CommonNOX::Importer::PdReplayFileLoader> &loader,
+                                  const CommonNOX::Importer::ReplaySelection &selection);
+    ~RecordedPeriodSource() override;
+
+    bool start() override;
+    PeriodResult next() override;
+    bool canRestart() const override { return true; }
+    QString getError() const override { return {}; }
+    double getProgress() const override { return m_periods ? m_periods->getDone() : 0.0; }
+    QString getTitle() const override;
+
+private:
+    const std::shared_ptr<CommonNOX::Importer::PdReplayFileLoader> m_loader;
+    const CommonNOX::Importer::ReplaySelection m_selection;
+    std::unique_ptr<RecordedPeriods> m_periods;
 };
 
 } // namespace NoxHost

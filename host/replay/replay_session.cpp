@@ -11,6 +11,7 @@
 #include "host/protocol/message_names.h"
 #include "platform/configuration_tree.h"
 #include "platform/visitors.h"
+#include "recording/recorder/pd_recorder.h"
 #include "recording/replay/pd_replay_file_loader.h"
 #include "recording/replay_file.h"
 
@@ -46,20 +47,10 @@ bool isAtOnce(const QString &key)
     return key == ContextKeys::InitialQiec || key == ContextKeys::QiecTau1 || key == ContextKeys::QiecTau2;
 }
 
-/// What a context may hold; a recording from elsewhere could name any path of the tree.
+/// What a recorder records; a recording from elsewhere could name any path of the tree.
 bool isRecordedKey(const QString &key)
 {
-    static const QList<QLatin1String> known{ContextKeys::UsedEvaluators,
-                                            ContextKeys::Enabled,
-                                            ContextKeys::Gating,
-                                            ContextKeys::Invert,
-                                            ContextKeys::PhaseOffset,
-                                            ContextKeys::PhaseSpan,
-                                            ContextKeys::IgnoreCorrections,
-                                            ContextKeys::QiecTau1,
-                                            ContextKeys::QiecTau2,
-                                            ContextKeys::InitialQiec};
-    return known.contains(QLatin1String(key.toLatin1().constData()));
+    return Recording::GetRequiredPdChannelRecordingParameterList().contains(QStringList(key));
 }
 
 } // namespace

@@ -20,12 +20,16 @@ namespace
 constexpr qint64 BytesOfBatch = 16 * 1024 * 1024;
 constexpr int MostNumbers = 1000;
 
-/// Of a journal that SQLite must roll back, or a log that it must take over, before the file is whole.
+/// Of a journal that SQLite must roll back, or a log that it must take over, before the file is whole. One that names a
+/// journal of several files is not ours: SQLite would remove whatever it names.
 bool isPending(const QString &path)
 {
+    const QByteArray mark = QByteArray::fromHex("d9d505f920a163d7");
     QFile journal(path + QStringLiteral("-journal"));
-    if (journal.open(QIODevice::ReadOnly) && journal.read(8) == QByteArray::fromHex("d9d505f920a163d7"))
-        return true;
+    if (journal.open(QIODevice::ReadOnly) && journal.read(mark.size()) == mark) {
+        journal.seek(journal.size() - mark.size());
+        return journal.read(mark.size()) != mark;
+    }
     return QFileInfo(path + QStringLiteral("-wal")).size() > 0;
 }
 

@@ -59,7 +59,8 @@ QList<QStringList> GetRequiredPdChannelRecordingParameterList()
     for (const QLatin1String &key :
          {ContextKeys::UsedEvaluators, ContextKeys::Enabled, ContextKeys::Gating, ContextKeys::Invert,
           ContextKeys::PhaseOffset, ContextKeys::PhaseSpan, ContextKeys::IgnoreCorrections, ContextKeys::QiecTau1,
-          ContextKeys::QiecTau2, ContextKeys::InitialQiec})
+          ContextKeys::QiecTau2, ContextKeys::InitialQiec, ContextKeys::CriterionX, ContextKeys::CriterionY,
+          ContextKeys::InceptionCharge, ContextKeys::ExtinctionCharge})
         list.append(QStringList(QString(key)));
     return list;
 }

@@ -80,7 +80,7 @@ TEST(RecordingClock, SecondsFollowTheTicks)
     for (const auto &row : rows) {
         RecordingClock clock;
         for (std::size_t i = 0; i < row.periods.size(); ++i)
-            EXPECT_EQ(clock.note(row.periods[i][0], row.periods[i][1], quint32(row.periods[i][2])), row.seconds[i])
+            EXPECT_EQ(clock.note(0, row.periods[i][0], row.periods[i][1], quint32(row.periods[i][2])), row.seconds[i])
                 << row.what << " at " << i;
     }
 }
