@@ -153,8 +153,12 @@ struct EvaluationSession::Private
     void followSettings(Channel &channel)
     {
         const Utilities::GuiContextVisitor context(channel.context);
-        subscriptions.push_back(context.subscribeProperty(
-            ContextKeys::UsedEvaluators, [&channel](const QString &, const QVariant &) { takeProcessors(channel); }));
+        // A processor that goes drops what it has not evaluated yet: what was fed before is waited for.
+        subscriptions.push_back(
+            context.subscribeProperty(ContextKeys::UsedEvaluators, [this, &channel](const QString &, const QVariant &) {
+                waitForFed();
+                takeProcessors(channel);
+            }));
         for (const QLatin1String &key : {ContextKeys::Gating, ContextKeys::Invert, ContextKeys::PhaseOffset,
                                          ContextKeys::PhaseSpan, ContextKeys::IgnoreCorrections})
             subscriptions.push_back(context.subscribeProperty(
@@ -261,6 +265,11 @@ struct EvaluationSession::Private
         return !deviceEvaluator || deviceEvaluator->getDoneCount() == deviceEvaluator->getAcceptedCount();
     }
 
+    void waitForFed()
+    {
+        waitWhile([this] { return settle().has_value() || !areScopesDone(); }, {});
+    }
+
     bool isFull() const { return periodsOnTheirWay >= MaximumPeriods || bytesOnTheirWay >= MaximumBytes; }
 
     template <class Condition>
@@ -337,7 +346,7 @@ bool EvaluationSession::isFull()
 
 void EvaluationSession::settle()
 {
-    Private::waitWhile([this] { return d->settle().has_value() || !d->areScopesDone(); }, {});
+    d->waitForFed();
 }
 
 QStringList EvaluationSession::getEvaluators() const
