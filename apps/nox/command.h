@@ -26,6 +26,7 @@ struct Command
 int runEvaluate(const QStringList &arguments);
 int runMeasure(const QStringList &arguments);
 int runReplay(const QStringList &arguments);
+int runShot(const QStringList &arguments);
 int runInfo(const QStringList &arguments);
 int runExport(const QStringList &arguments);
 int runImport(const QStringList &arguments);

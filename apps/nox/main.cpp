@@ -26,6 +26,7 @@ constexpr Command Commands[] = {
     {"simulate", "be a simulated instrument on the network", &runSimulate},
     {"discover", "list instruments and other devices on the network", &runDiscover},
     {"pattern", "draw the phase-resolved pattern of pulses", &runPattern, true},
+    {"shot", "clean and measure the samples of a damped-AC shot", &runShot, true},
     {"entries", "list the catalogue of entry classes", &runEntries},
 };
 
