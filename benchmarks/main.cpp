@@ -14,8 +14,8 @@ namespace
 std::vector<Bench::Pair> allPairs()
 {
     std::vector<Bench::Pair> all;
-    for (const auto &topic : {Bench::PeriodPairs(), Bench::PatternPairs(), Bench::StreamPairs(), Bench::EvaluationPairs(),
-                              Bench::ProtocolPairs(), Bench::RecordingPairs()})
+    for (const auto &topic : {Bench::PeriodPairs(), Bench::PatternPairs(), Bench::StreamPairs(),
+                              Bench::EvaluationPairs(), Bench::ProtocolPairs(), Bench::RecordingPairs()})
         all.insert(all.end(), topic.begin(), topic.end());
     return all;
 }
@@ -28,6 +28,10 @@ int main(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
     QLoggingCategory::setFilterRules(QStringLiteral("*.info=false\n*.debug=false"));
+    if (argc == 2 && std::string(argv[1]) == "--denoising") {
+        Bench::PrintDenoisingTimes();
+        return 0;
+    }
     if (argc < 2 || std::string(argv[1]) != "--absolute") {
         const std::string filter = argc < 2 ? "" : argv[1];
         const bool ratiosMet = Bench::PrintRatios(allPairs(), filter);

@@ -2,6 +2,8 @@
 #include "platform/logging.h"
 #include "platform/storage/element_loader.h"
 #include "platform/storage/storage_recovery.h"
+#include "recording/replay/pd_replay_importer.h"
+#include "recording/replay/replay_walk.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,6 +13,7 @@
 #include <cstdint>
 #include <cstdlib>
 
+using namespace CommonNOX::Importer;
 using namespace FrameworkCore::AppData::Storage;
 
 namespace
@@ -69,6 +72,29 @@ void read(const QString &path, StorageReader::Access access)
     loadElements(*reader);
 }
 
+/// Opens the file as a recording, which must not change it, and plays some of it.
+void play(const QString &path)
+{
+    const auto loader = std::make_shared<PdReplayFileLoader>();
+    loader->setFileInformation(QFileInfo(path));
+    PdReplayImporter importer(loader);
+    if (!importer.parseReplayFile())
+        return;
+    for (const int channel : loader->getChannels()) {
+        importer.setReplaySpeedFactor(channel, 0.0);
+        ImporterInterface::PeriodPtr period;
+        ImporterInterface::VoltageScopePtr scope;
+        for (int i = 0; i < MostElements && importer.extractNextPeriod(channel, period); ++i)
+            importer.extractNextVoltageScope(channel, scope);
+        loader->getMarks(channel);
+        loader->getChannelTimeNavigation(channel)->findSecond(1);
+    }
+    ReplayWalk walk(*loader, {1u, 2u, {}});
+    RecordedItem item;
+    for (int i = 0; i < MostElements && walk.next(item); ++i)
+        require(item.entry != nullptr);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
@@ -100,6 +126,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         require(check.rows == report.restored && !check.isIndexWrong);
     }
     QFile::remove(target);
+    play(path);
+    QFile::remove(scratchFolder() + QStringLiteral("/a.recovered.pdr"));
     require(contentOf(path) == bytes);
     return 0;
 }

@@ -35,6 +35,8 @@ inline const QString ParameterPrefix = QStringLiteral("parameters");
 /// Names of annotations that the recorder makes itself; the value of OverrunAnnotation and GapAnnotation is a text.
 inline const QString OverrunAnnotation = QStringLiteral("overrun");
 inline const QString GapAnnotation = QStringLiteral("connection_gap");
+inline const QString InceptionAnnotation = QStringLiteral("inception");   ///< with the voltage
+inline const QString ExtinctionAnnotation = QStringLiteral("extinction"); ///< with the voltage
 inline const QString EndAnnotation = QStringLiteral("recording_end");
 inline const QString ContinuationAnnotation = QStringLiteral("continued_from");
 

@@ -25,7 +25,7 @@ need_build() {
     libsqlite3-dev libxxhash-dev fonts-dejavu-core
 }
 need_tests() {
-  need libgtest-dev libgmock-dev python3 clang libclang-rt-14-dev clang-format
+  need libgtest-dev libgmock-dev python3 python3-pywt clang libclang-rt-14-dev clang-format
   # Other stacks that discovery is tried with, in network namespaces.
   need iproute2 gupnp-tools minissdpd libminiupnpc17 libupnp13 python3-gi gir1.2-gssdp-1.6
 }

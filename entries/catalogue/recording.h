@@ -22,6 +22,7 @@ enum class PdGlobalNavigationType {
     Annotation = 7,
     QtUtOverview = 8,
     PatternSnapshot = 9,
+    Decision = 10, ///< of inception or extinction; names an annotation, and the period in which it was made
 };
 Q_ENUM_NS(PdGlobalNavigationType)
 

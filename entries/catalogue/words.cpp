@@ -128,6 +128,7 @@ QString navigationType(const QVariant &value)
         is(Annotation, NOX_LABEL("annotation")),
         is(QtUtOverview, NOX_LABEL("charge and voltage overview")),
         is(PatternSnapshot, NOX_LABEL("pattern snapshot")),
+        is(Decision, NOX_LABEL("decision")),
     };
     return word(value, words);
 }

@@ -348,9 +348,11 @@ void ReplaySession::deliver(const Item &item)
         applyAction(item);
         break;
     case Item::Kind::Annotation:
-        // A recording of the replay ends by itself.
+        // A recording of the replay ends by itself, and its evaluation decides anew.
         if (const auto recorder = m_device->getRecorder();
-            recorder && item.entry->get(Keys::Name).toString() != Recording::EndAnnotation)
+            recorder &&
+            !QStringList({Recording::EndAnnotation, Recording::InceptionAnnotation, Recording::ExtinctionAnnotation})
+                 .contains(item.entry->get(Keys::Name).toString()))
             recorder->annotate(item.channel, item.entry->get(Keys::Name).toString(), item.entry->get(Keys::Value));
         break;
     }

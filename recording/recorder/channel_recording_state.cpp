@@ -5,6 +5,8 @@
 #include "entries/property_keys.h"
 #include "recording/replay_file.h"
 
+#include <algorithm>
+
 namespace CommonNOX::PD::Recording
 {
 
@@ -99,6 +101,19 @@ void ChannelRecordingState::flushAllElements(StorageState &storage)
         findQiec(m_waiting.front().record.globalIndex, m_waiting.front().record.qiec);
         append(storage);
     }
+}
+
+qint64 ChannelRecordingState::findElement(quint64 index) const
+{
+    const auto waiting = std::find_if(m_waiting.begin(), m_waiting.end(),
+                                      [index](const Waiting &element) { return element.record.globalIndex >= index; });
+    const qint64 behind = qint64(m_waiting.end() - waiting);
+    if (waiting != m_waiting.end() && (waiting != m_waiting.begin() || waiting->record.globalIndex == index))
+        return m_nextElement - behind;
+    // Stored already: counted back from the last one, as periods follow one another.
+    const qint64 stored = m_nextElement - qint64(m_waiting.size());
+    const quint64 back = m_lastIndex && *m_lastIndex >= index ? *m_lastIndex - index + 1 : 0;
+    return qMax<qint64>(0, stored - qint64(qMin<quint64>(back, quint64(stored))));
 }
 
 quint64 ChannelRecordingState::getPeriodCount() const

@@ -45,6 +45,8 @@ public:
     ChannelContinuation getContinuation() const { return {m_lastIndex.value_or(0), m_lastQiec}; }
     /// The number of the next period's element.
     qint64 getNextElement() const { return m_nextElement; }
+    /// The element of a period that came not long ago; the next one's when it has none.
+    qint64 findElement(quint64 index) const;
     quint64 getPeriodCount() const;
     /// The calibration factors of the first period; nothing before it and when they were taken.
     std::optional<std::pair<double, double>> takeCalibration();

@@ -93,17 +93,19 @@ void DeviceRecordingState::noteEvaluators(int channel, const QVariant &names)
 }
 
 bool DeviceRecordingState::appendEntry(const QString &type, const QString &category, int channel,
-                                       const DataEntryConstPtr &entry, PdGlobalNavigationType navigation, qint64 number)
+                                       const DataEntryConstPtr &entry, PdGlobalNavigationType navigation, qint64 number,
+                                       std::optional<qint64> element)
 {
     const QByteArray bytes = m_storage.isOpen() ? Detail::EntryToRawData(entry, {}) : QByteArray();
     if (bytes.isEmpty())
         return false;
     const int kind = m_storage.getKind({type, category, ToClassification(channel)});
-    addNavigation(navigation, channel, m_storage.append(kind, number, bytes));
+    addNavigation(navigation, channel, m_storage.append(kind, number, bytes), element);
     return true;
 }
 
-void DeviceRecordingState::addNavigation(PdGlobalNavigationType type, int channel, qint64 row)
+void DeviceRecordingState::addNavigation(PdGlobalNavigationType type, int channel, qint64 row,
+                                         std::optional<qint64> element)
 {
     GlobalRecord record;
     record.type = type;
@@ -113,7 +115,7 @@ void DeviceRecordingState::addNavigation(PdGlobalNavigationType type, int channe
     const auto place = channel == DeviceItself ? m_channels.begin() : m_channels.find(channel);
     if (place != m_channels.end()) {
         record.elementKind = quint16(place->second.state->getElementKind());
-        record.element = quint64(place->second.state->getNextElement());
+        record.element = quint64(element.value_or(place->second.state->getNextElement()));
     }
     m_navigation.add(m_storage, record);
 }
@@ -193,6 +195,20 @@ void DeviceRecordingState::addAnnotation(int channel, const QString &name, const
         qCWarning(libraryLog()).noquote()
             << QStringLiteral("DeviceRecordingState::addAnnotation() failed to add annotation for") +
                    describe(channel) + QStringLiteral(" name=") + name;
+}
+
+void DeviceRecordingState::addDecision(int channel, quint64 index, const QString &name, double voltage)
+{
+    const auto found = m_channels.find(channel);
+    if (found == m_channels.end())
+        return;
+    const auto annotation = std::make_shared<PdReplayAnnotationV1>();
+    annotation->set(Keys::Name, name);
+    annotation->set(Keys::Value, voltage);
+    if (!appendEntry(TypeOf<PdReplayAnnotationV1>(), PdReplayAnnotationV1::Category(), channel, annotation,
+                     PdGlobalNavigationType::Decision, 0, found->second.state->findElement(index)))
+        qCWarning(libraryLog()).noquote()
+            << QStringLiteral("DeviceRecordingState::addDecision() failed to add decision for") + describe(channel);
 }
 
 void DeviceRecordingState::noteQiec(int channel, quint64 index, double value)

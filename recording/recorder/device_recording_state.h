@@ -31,6 +31,8 @@ public:
     void addPeriodBlock(int channel, quint64 index, const Devices::PdDevice::PeriodBlockPtr &block, qint64 nowMs);
     void addVoltageScope(quint64 firstPeriod, const Devices::PdDevice::VoltageScopePtr &scope);
     void addAnnotation(int channel, const QString &name, const QVariant &value);
+    /// An annotation with the voltage, which the navigation ties to the period of the decision.
+    void addDecision(int channel, quint64 index, const QString &name, double voltage);
     void noteQiec(int channel, quint64 index, double value);
     /// The latest charge over voltage of each channel that has news, from the data store or, where nobody gathers it,
     /// from the readings and the latest scope.
@@ -61,9 +63,11 @@ private:
     };
 
     bool appendEntry(const QString &type, const QString &category, int channel, const DataEntryConstPtr &entry,
-                     Entries::Recording::PdGlobalNavigationType navigation, qint64 number = 0);
-    /// Names the time element that comes next on a channel.
-    void addNavigation(Entries::Recording::PdGlobalNavigationType type, int channel, qint64 row);
+                     Entries::Recording::PdGlobalNavigationType navigation, qint64 number = 0,
+                     std::optional<qint64> element = {});
+    /// Names the time element that comes next on a channel, or the given one.
+    void addNavigation(Entries::Recording::PdGlobalNavigationType type, int channel, qint64 row,
+                       std::optional<qint64> element = {});
     bool addTimeNavigationElements(int channel, qint64 row, qint64 firstElement);
     void noteEvaluators(int channel, const QVariant &names);
     void addQtUt(int channel, const QtUtRecord &record);

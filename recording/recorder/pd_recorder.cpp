@@ -7,6 +7,7 @@
 #include "entries/measurement/peak.h"
 #include "entries/property_keys.h"
 #include "evaluation/context_keys.h"
+#include "evaluation/processors/inception_record.h"
 #include "platform/data_store.h"
 #include "recording/recorder/pd_recorder_worker.h"
 #include "recording/replay_file.h"
@@ -21,6 +22,7 @@ namespace CommonNOX::PD::Recording
 using Devices::PdDevice;
 namespace Keys = Entries::Keys;
 namespace ContextKeys = Evaluation::ContextKeys;
+namespace RecordKeys = Evaluation::Processors::InceptionExtinction::RecordKeys;
 
 namespace
 {
@@ -31,6 +33,7 @@ constexpr qint64 BytesOfItem = 512;
 constexpr qint64 BytesOfPeriod = 3 * 1024;
 
 const QString QiecKind = QStringLiteral("qiec");
+const QString DecisionKind = QStringLiteral("inceptionextinction");
 
 /// What a block takes on its way to the disk, about.
 qint64 estimateBytes(const PdDevice::PeriodBlockPtr &block)
@@ -209,7 +212,8 @@ void PdRecorder::followReadings()
 {
     m_subscriptions.push_back(Utilities::GetAppDataStore()->observe(
         [this](const Utilities::DataEntryInterface &entry, quint64 index, const QVariant &value) {
-            if (!m_isWanted || entry.getKind() != QiecKind)
+            const bool isDecision = entry.getKind() == DecisionKind;
+            if (!m_isWanted || (entry.getKind() != QiecKind && !isDecision))
                 return;
             int channel = 0;
             {
@@ -219,7 +223,14 @@ void PdRecorder::followReadings()
                     return;
                 channel = *found;
             }
-            if (const DataEntryConstPtr record = DataEntryFromVariant(value))
+            const DataEntryConstPtr record = DataEntryFromVariant(value);
+            if (record && isDecision) {
+                const QString state = record->get(RecordKeys::State).toString();
+                const bool isOn = state == InceptionAnnotation;
+                const double voltage =
+                    record->get(isOn ? RecordKeys::InceptionVoltage : RecordKeys::ExtinctionVoltage).toDouble();
+                add(Work::Decision{channel, index, state, voltage}, BytesOfItem);
+            } else if (record)
                 m_queue->addReading({channel, index, record->get(Keys::Value).toDouble()});
         }));
 }

@@ -172,6 +172,12 @@ void PdRecorderWorker::work(const Work::Annotation &annotation)
         m_state.addAnnotation(annotation.channel, annotation.name, annotation.value);
 }
 
+void PdRecorderWorker::work(const Work::Decision &decision)
+{
+    if (m_isActive)
+        m_state.addDecision(decision.channel, decision.index, decision.name, decision.voltage);
+}
+
 void PdRecorderWorker::takeReadings()
 {
     for (const QiecReading &reading : m_queue->takeReadings())

@@ -48,6 +48,7 @@ private:
     void work(const Work::Scope &scope);
     void work(const Work::Change &change);
     void work(const Work::Annotation &annotation);
+    void work(const Work::Decision &decision);
 
     bool open(const QString &path);
     void takeReadings();

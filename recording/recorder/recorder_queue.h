@@ -47,9 +47,18 @@ struct Annotation
     QString name;
     QVariant value;
 };
+/// That discharge is on, or off, from a period on.
+struct Decision
+{
+    int channel;
+    quint64 index;
+    QString name;
+    double voltage;
+};
 } // namespace Work
 
-using WorkItem = std::variant<Work::Start, Work::Stop, Work::Block, Work::Scope, Work::Change, Work::Annotation>;
+using WorkItem =
+    std::variant<Work::Start, Work::Stop, Work::Block, Work::Scope, Work::Change, Work::Annotation, Work::Decision>;
 
 /// A reading of Qiec, from the thread that made it.
 struct QiecReading

@@ -49,7 +49,8 @@ class Recording(unittest.TestCase):
     def test_replayed_readings_are_the_live_ones(self):
         table = [(1, ()), (2, ("--evaluators", "qmax;frequency;qiec")), (3, ("--gating", 3, "--invert")),
                  (4, ("--tau1", 0.2, "--tau2", 0.3, "--initial-qiec", 50)), (5, ("--phase-offset", 90)),
-                 (6, ("--ignore-corrections", "--phase-span", 180))]
+                 (6, ("--ignore-corrections", "--phase-span", 180)),
+                 (7, ("--evaluators", "inceptionextinction;qiec", "--criterion", "2/5:80:60"))]
         for seed, options in table:
             with self.subTest(options=options):
                 path, live = self.record(f"{seed}.pdr", *options, seed=seed)
