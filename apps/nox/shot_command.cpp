@@ -240,7 +240,7 @@ private:
         QString objection;
         if (!utils::CheckDenoising(qint64(m_values.size()), choice.level, choice.name, objection))
             return QStringLiteral("the samples cannot be transformed: %1.").arg(objection);
-        const auto bands = Wavelets::Decompose(*Wavelets::FindWavelet(choice.name), m_values, choice.level);
+        const auto bands = Wavelets::Decompose(Wavelets::FindWavelet(choice.name), m_values, choice.level);
         output.write("band,index,value\n");
         for (std::size_t band = 0; band < bands.size(); ++band) {
             const std::string name =

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
+#include <numeric>
 
 namespace CommonNOX::DAC::utils
 {
@@ -37,19 +37,21 @@ double magnitudeOf(SampleData sample)
     return std::abs(double(sample));
 }
 
-/// Towards zero, and no further than a sample goes.
-SampleData toSample(double value)
+/// In several sums side by side, which a processor adds at once.
+template <class Term>
+double sumOf(const QVector<SampleData> &samples, Term term)
 {
-    constexpr double Lowest = std::numeric_limits<SampleData>::min();
-    constexpr double Highest = std::numeric_limits<SampleData>::max();
-    // What is no number has no place among samples.
-    return std::isnan(value) ? 0 : SampleData(std::clamp(value, Lowest, Highest));
-}
-
-void shrink(std::vector<double> &coefficients, double threshold)
-{
-    for (double &value : coefficients)
-        value = std::copysign(std::max(std::abs(value) - threshold, 0.0), value);
+    constexpr int Sums = 16;
+    double sums[Sums] = {};
+    const SampleData *data = samples.constData();
+    int i = 0;
+    for (; i + Sums <= samples.size(); i += Sums) {
+        for (int k = 0; k < Sums; ++k)
+            sums[k] += term(double(data[i + k]));
+    }
+    for (; i < samples.size(); ++i)
+        sums[0] += term(double(data[i]));
+    return std::accumulate(std::begin(sums), std::end(sums), 0.0);
 }
 
 } // namespace
@@ -170,24 +172,16 @@ QVector<SampleData> DenoiseSampleData(const QVector<SampleData> &samples, const 
             << QStringLiteral("DenoiseSampleData() leaves the samples as they are: ") + objection;
         return samples;
     }
-    const auto wavelet = Wavelets::FindWavelet(waveletName);
-    const std::vector<double> values(samples.begin(), samples.end());
-    const double count = double(values.size());
-    double sum = 0.0;
-    for (const double value : values)
-        sum += value;
-    const double mean = sum / count;
-    double squares = 0.0;
-    for (const double value : values)
-        squares += (value - mean) * (value - mean);
+    const double count = samples.size();
+    const double mean = sumOf(samples, [](double value) { return value; }) / count;
+    const double squares = sumOf(samples, [mean](double value) { return (value - mean) * (value - mean); });
     // The spread of the series itself, not of its finest details, and the approximation shrinks too: both on purpose.
     const double threshold = std::sqrt(squares / count) * std::sqrt(2.0 * std::log(count));
-    Wavelets::Bands bands = Wavelets::Decompose(*wavelet, values, level);
-    for (std::vector<double> &band : bands)
-        shrink(band, threshold);
-    const std::vector<double> cleaned = Wavelets::Reconstruct(*wavelet, bands);
+    Wavelets::WaveletTransform transform(Wavelets::FindWavelet(waveletName), samples.size(), level);
+    transform.decompose(samples.constData());
+    transform.shrink(threshold);
     QVector<SampleData> result(samples.size());
-    std::transform(cleaned.begin(), cleaned.begin() + result.size(), result.begin(), toSample);
+    transform.reconstruct(result.data());
     return result;
 }
 

@@ -1,9 +1,7 @@
 #include "dac/wavelet/wavelet_transform.h"
 
-#include <QtGlobal>
-
 #include <algorithm>
-#include <array>
+#include <limits>
 
 // The loops over columns are compiled for wider registers as well, and the best is taken when the library loads.
 #if defined(__x86_64__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(__clang__)
@@ -19,32 +17,37 @@ namespace
 {
 
 /// Columns that are summed side by side, in registers.
-constexpr qint64 Columns = 16;
-
-/// A series by even and odd places, with a margin before and behind it: sample 2i is even[i + margin].
-struct Halves
-{
-    std::vector<double> even;
-    std::vector<double> odd;
-};
+constexpr qint64 Columns = 32;
 
 /// The sample at any place of the series that is mirrored without end.
-double mirrored(const std::vector<double> &samples, qint64 place)
+template <class Sample>
+double mirrored(const Sample *samples, qint64 count, qint64 place)
 {
-    const auto count = qint64(samples.size());
     qint64 within = place % (2 * count);
     if (within < 0)
         within += 2 * count;
-    return samples[std::size_t(within < count ? within : 2 * count - 1 - within)];
+    return double(samples[within < count ? within : 2 * count - 1 - within]);
+}
+
+template <class Sample>
+inline void separatePairs(const Sample *samples, qint64 pairs, double *even, double *odd)
+{
+    for (qint64 i = 0; i < pairs; ++i) {
+        even[i] = double(samples[2 * i]);
+        odd[i] = double(samples[2 * i + 1]);
+    }
 }
 
 NOX_WIDE_LOOPS
 void separate(const double *samples, qint64 pairs, double *even, double *odd)
 {
-    for (qint64 i = 0; i < pairs; ++i) {
-        even[i] = samples[2 * i];
-        odd[i] = samples[2 * i + 1];
-    }
+    separatePairs(samples, pairs, even, odd);
+}
+
+NOX_WIDE_LOOPS
+void separate(const qint32 *samples, qint64 pairs, double *even, double *odd)
+{
+    separatePairs(samples, pairs, even, odd);
 }
 
 NOX_WIDE_LOOPS
@@ -56,20 +59,39 @@ void interleave(const double *even, const double *odd, qint64 pairs, double *sam
     }
 }
 
-void split(const std::vector<double> &samples, qint64 margin, qint64 places, Halves &halves)
+NOX_WIDE_LOOPS
+void shrinkAll(double *values, qint64 count, double threshold)
 {
-    halves.even.resize(std::size_t(places + 2 * margin));
-    halves.odd.resize(halves.even.size());
-    const qint64 pairs = qint64(samples.size()) / 2;
-    separate(samples.data(), pairs, halves.even.data() + margin, halves.odd.data() + margin);
-    const auto mirror = [&](qint64 place) {
-        halves.even[std::size_t(place + margin)] = mirrored(samples, 2 * place);
-        halves.odd[std::size_t(place + margin)] = mirrored(samples, 2 * place + 1);
-    };
-    for (qint64 place = -margin; place < 0; ++place)
-        mirror(place);
-    for (qint64 place = pairs; place < places + margin; ++place)
-        mirror(place);
+    for (qint64 i = 0; i < count; ++i)
+        values[i] -= std::min(std::max(values[i], -threshold), threshold);
+}
+
+inline qint32 toSample(double value)
+{
+    constexpr double Lowest = std::numeric_limits<qint32>::min();
+    constexpr double Highest = std::numeric_limits<qint32>::max();
+    return qint32(std::min(std::max(value, Lowest), Highest));
+}
+
+NOX_WIDE_LOOPS
+void interleave(const double *even, const double *odd, qint64 pairs, qint32 *samples)
+{
+    for (qint64 i = 0; i < pairs; ++i) {
+        samples[2 * i] = toSample(even[i]);
+        samples[2 * i + 1] = toSample(odd[i]);
+    }
+}
+
+void finish(const double *even, qint64 count, double *samples)
+{
+    if (count % 2 != 0)
+        samples[count - 1] = even[count / 2];
+}
+
+void finish(const double *even, qint64 count, qint32 *samples)
+{
+    if (count % 2 != 0)
+        samples[count - 1] = toSample(even[count / 2]);
 }
 
 /// first[k] = sum over m of a0[m] x[k - m] + a1[m] y[k - m], second[k] the same with b0 and b1.
@@ -115,62 +137,150 @@ std::vector<double> phaseOf(const std::vector<double> &taps, std::size_t first)
 
 } // namespace
 
-Bands Decompose(const WaveletFilters &wavelet, const std::vector<double> &samples, int levels)
+WaveletTransform::WaveletTransform(const std::shared_ptr<const WaveletFilters> &wavelet, qint64 samples, int levels)
+    : m_wavelet(wavelet), m_taps(wavelet->getLength() / 2), m_analysis{phaseOf(wavelet->decompositionLow, 0),
+                                                                       phaseOf(wavelet->decompositionLow, 1),
+                                                                       phaseOf(wavelet->decompositionHigh, 0),
+                                                                       phaseOf(wavelet->decompositionHigh, 1)},
+      m_synthesis{phaseOf(wavelet->reconstructionLow, 0), phaseOf(wavelet->reconstructionLow, 1),
+                  phaseOf(wavelet->reconstructionHigh, 0), phaseOf(wavelet->reconstructionHigh, 1)}
 {
-    Bands bands;
-    if (samples.empty() || levels < 1)
-        return bands;
-    const qint64 taps = wavelet.getLength() / 2;
-    const auto low0 = phaseOf(wavelet.decompositionLow, 0);
-    const auto low1 = phaseOf(wavelet.decompositionLow, 1);
-    const auto high0 = phaseOf(wavelet.decompositionHigh, 0);
-    const auto high1 = phaseOf(wavelet.decompositionHigh, 1);
-    std::vector<double> approximation;
-    Halves halves;
-    for (int level = 0; level < levels; ++level) {
-        const std::vector<double> &source = level == 0 ? samples : approximation;
-        const qint64 count = (qint64(source.size()) + wavelet.getLength() - 1) / 2;
-        split(source, taps, count, halves);
-        std::vector<double> low(std::size_t(count), 0.0);
-        std::vector<double> high(std::size_t(count), 0.0);
-        filter(halves.odd.data() + taps, halves.even.data() + taps, low0.data(), low1.data(), high0.data(),
-               high1.data(), taps, count, low.data(), high.data());
-        bands.push_back(std::move(high));
-        approximation = std::move(low);
+    m_lengths.push_back(std::max<qint64>(1, samples));
+    for (int level = 0; level < std::max(1, levels); ++level)
+        m_lengths.push_back((m_lengths.back() + wavelet->getLength() - 1) / 2);
+    m_coefficientCount = m_lengths.back();
+    for (std::size_t level = 1; level < m_lengths.size(); ++level)
+        m_coefficientCount += m_lengths[level];
+    // A series of one sample grows from level to level.
+    const qint64 longest = *std::max_element(m_lengths.begin(), m_lengths.end());
+    const qint64 half = longest / 2 + 3 * m_taps + 2;
+    m_memory = std::make_unique_for_overwrite<double[]>(std::size_t(m_coefficientCount + 2 * half + longest + 2));
+    m_coefficients = m_memory.get();
+    m_even = m_coefficients + m_coefficientCount;
+    m_odd = m_even + half;
+    m_low = m_odd + half;
+}
+
+/// Of the details of a level.
+double *WaveletTransform::bandOf(int level) const
+{
+    double *band = m_coefficients + m_lengths.back();
+    for (int deeper = int(m_lengths.size()) - 1; deeper > level; --deeper)
+        band += m_lengths[std::size_t(deeper)];
+    return band;
+}
+
+template <class Sample>
+void WaveletTransform::analyse(const Sample *samples)
+{
+    const auto levels = int(m_lengths.size()) - 1;
+    const auto split = [this](const auto *source, qint64 count, qint64 places) {
+        const qint64 pairs = std::min(count / 2, places);
+        separate(source, pairs, m_even + m_taps, m_odd + m_taps);
+        const auto mirror = [&](qint64 place) {
+            m_even[place + m_taps] = mirrored(source, count, 2 * place);
+            m_odd[place + m_taps] = mirrored(source, count, 2 * place + 1);
+        };
+        for (qint64 place = -m_taps; place < 0; ++place)
+            mirror(place);
+        for (qint64 place = pairs; place < places; ++place)
+            mirror(place);
+    };
+    for (int level = 1; level <= levels; ++level) {
+        const qint64 count = m_lengths[std::size_t(level)];
+        if (level == 1)
+            split(samples, m_lengths[0], count);
+        else
+            split(m_low, m_lengths[std::size_t(level) - 1], count);
+        filter(m_odd + m_taps, m_even + m_taps, m_analysis.low0.data(), m_analysis.low1.data(), m_analysis.high0.data(),
+               m_analysis.high1.data(), m_taps, count, level == levels ? m_coefficients : m_low, bandOf(level));
     }
-    bands.push_back(std::move(approximation));
-    std::reverse(bands.begin(), bands.end());
+}
+
+void WaveletTransform::synthesise()
+{
+    const double *low = m_coefficients;
+    for (int level = int(m_lengths.size()) - 1; level >= 1; --level) {
+        const qint64 pairs = m_lengths[std::size_t(level)] - m_taps + 1;
+        filter(low + m_taps - 1, bandOf(level) + m_taps - 1, m_synthesis.low0.data(), m_synthesis.high0.data(),
+               m_synthesis.low1.data(), m_synthesis.high1.data(), m_taps, pairs, m_even, m_odd);
+        if (level > 1)
+            interleave(m_even, m_odd, pairs, m_low);
+        low = m_low;
+    }
+}
+
+void WaveletTransform::shrink(double threshold)
+{
+    shrinkAll(m_coefficients, m_coefficientCount, threshold);
+}
+
+void WaveletTransform::decompose(const double *samples)
+{
+    analyse(samples);
+}
+
+void WaveletTransform::decompose(const qint32 *samples)
+{
+    analyse(samples);
+}
+
+void WaveletTransform::reconstruct(double *samples)
+{
+    synthesise();
+    interleave(m_even, m_odd, m_lengths[0] / 2, samples);
+    finish(m_even, m_lengths[0], samples);
+}
+
+void WaveletTransform::reconstruct(qint32 *samples)
+{
+    synthesise();
+    interleave(m_even, m_odd, m_lengths[0] / 2, samples);
+    finish(m_even, m_lengths[0], samples);
+}
+
+Bands WaveletTransform::getBands() const
+{
+    Bands bands{{m_coefficients, m_coefficients + m_lengths.back()}};
+    for (int level = int(m_lengths.size()) - 1; level >= 1; --level)
+        bands.emplace_back(bandOf(level), bandOf(level) + m_lengths[std::size_t(level)]);
     return bands;
 }
 
-std::vector<double> Reconstruct(const WaveletFilters &wavelet, const Bands &bands)
+bool WaveletTransform::setBands(const Bands &bands)
 {
-    if (bands.empty())
+    bool isFitting = bands.size() == m_lengths.size();
+    for (std::size_t i = 0; isFitting && i < bands.size(); ++i)
+        isFitting = qint64(bands[i].size()) == m_lengths[m_lengths.size() - std::max<std::size_t>(1, i)];
+    if (!isFitting)
+        return false;
+    double *place = m_coefficients;
+    for (const std::vector<double> &band : bands)
+        place = std::copy(band.begin(), band.end(), place);
+    return true;
+}
+
+Bands Decompose(const std::shared_ptr<const WaveletFilters> &wavelet, const std::vector<double> &samples, int levels)
+{
+    if (samples.empty() || levels < 1)
         return {};
-    const qint64 taps = wavelet.getLength() / 2;
-    const auto low0 = phaseOf(wavelet.reconstructionLow, 0);
-    const auto low1 = phaseOf(wavelet.reconstructionLow, 1);
-    const auto high0 = phaseOf(wavelet.reconstructionHigh, 0);
-    const auto high1 = phaseOf(wavelet.reconstructionHigh, 1);
-    std::vector<double> samples = bands.front();
-    std::vector<double> even;
-    std::vector<double> odd;
-    for (std::size_t i = 1; i < bands.size(); ++i) {
-        const std::vector<double> &details = bands[i];
-        // Of an odd number of samples one more came back than went in.
-        const auto count = qint64(std::min(samples.size(), details.size()));
-        const qint64 pairs = count - taps + 1;
-        if (pairs < 1)
-            return {};
-        even.resize(std::size_t(pairs));
-        odd.resize(std::size_t(pairs));
-        const double *low = samples.data() + taps - 1;
-        const double *high = details.data() + taps - 1;
-        filter(low, high, low0.data(), high0.data(), low1.data(), high1.data(), taps, pairs, even.data(), odd.data());
-        samples.resize(std::size_t(2 * pairs));
-        interleave(even.data(), odd.data(), pairs, samples.data());
+    WaveletTransform transform(wavelet, qint64(samples.size()), levels);
+    transform.decompose(samples.data());
+    return transform.getBands();
+}
+
+std::vector<double> Reconstruct(const std::shared_ptr<const WaveletFilters> &wavelet, const Bands &bands,
+                                qint64 samples)
+{
+    if (bands.size() < 2 || samples < 1)
+        return {};
+    WaveletTransform transform(wavelet, samples, int(bands.size()) - 1);
+    std::vector<double> series;
+    if (transform.setBands(bands)) {
+        series.resize(std::size_t(samples));
+        transform.reconstruct(series.data());
     }
-    return samples;
+    return series;
 }
 
 } // namespace CommonNOX::DAC::Wavelets
