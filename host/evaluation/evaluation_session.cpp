@@ -5,13 +5,11 @@
 #include "entries/entry_names.h"
 #include "entries/measurement/evaluated_event.h"
 #include "entries/property_keys.h"
-#include "evaluation/context_keys.h"
 #include "evaluation/evaluators/device_evaluator.h"
 #include "evaluation/evaluators/single_channel_evaluator.h"
-#include "evaluation/processors/processor_names.h"
 #include "evaluation/processors/processors_factory.h"
-#include "evaluation/tasks/channel_settings.h"
 #include "evaluation/tasks/processor_set.h"
+#include "host/evaluation/channel_evaluation.h"
 #include "host/evaluation/reading_collector.h"
 #include "host/pulses/period_entry.h"
 #include "platform/configuration_tree.h"
@@ -63,22 +61,13 @@ struct FedPeriod
 
 struct EvaluationSession::Private
 {
-    /// One channel's evaluator and what it has been fed but is not done with.
-    struct Channel
+    /// One channel and what it has been fed but is not done with.
+    struct Channel : ChannelEvaluation
     {
-        Channel(const Processors::ReaderConstPtr &deviceContext, const Processors::ReaderConstPtr &channelContext,
-                const QString &device, int index)
-            : context(channelContext), processors(CommonNOX::Tasks::MakeSingleChannelProcessorSet(
-                                           deviceContext, channelContext, device, unsigned(index)))
-        {
-            evaluator.setObjectName(QStringLiteral("channel %1").arg(index));
-        }
+        using ChannelEvaluation::ChannelEvaluation;
 
-        Processors::ReaderConstPtr context;
-        SingleChannelProcessorSet processors;
         std::deque<FedPeriod> onTheirWay;
         std::optional<quint64> lastFed;
-        SingleChannelEvaluator evaluator;
     };
 
     explicit Private(const EvaluationSettings &evaluationSettings) : settings(evaluationSettings) {}
@@ -97,72 +86,10 @@ struct EvaluationSession::Private
                                                 Shared::GuiContexts::MakeReader(path, tree), deviceName, index);
         }
         collector.addChannel(CommonNOX::GetDataEntryNameForDeviceChannel(deviceName, QString::number(index)), index);
-        writeSettings(Utilities::GuiContextVisitor(channel->context));
-        takeProcessors(*channel);
-        takeBuilding(*channel);
+        channel->start(settings);
         if (device)
-            followSettings(*channel);
-        channel->evaluator.enableEvaluation(true);
+            channel->followSettings([this] { waitForFed(); });
         return *channel;
-    }
-
-    /// Every setting is written, so that a recording of the device says how it was evaluated.
-    void writeSettings(const Utilities::GuiContextVisitor &context) const
-    {
-        const auto write = [&](const QString &key, const QVariant &value) {
-            if (settings.given.contains(key) || !context.getProperty(key).isValid())
-                context.setProperty(key, value);
-        };
-        write(ContextKeys::UsedEvaluators, settings.evaluators.join(QLatin1Char(';')));
-        write(ContextKeys::Gating, int(settings.gating));
-        write(ContextKeys::Invert, settings.building.invert);
-        write(ContextKeys::PhaseOffset, settings.building.phaseOffset);
-        write(ContextKeys::PhaseSpan, settings.building.phaseSpan);
-        write(ContextKeys::IgnoreCorrections, settings.building.ignoreCorrections);
-        // A time constant is left to its default, which a write of the same value would not be: the filter takes it up
-        // as a change.
-        if (settings.tau1)
-            write(ContextKeys::QiecTau1, *settings.tau1);
-        if (settings.tau2)
-            write(ContextKeys::QiecTau2, *settings.tau2);
-        write(ContextKeys::InitialQiec, settings.initialQiec.value_or(0.0));
-        if (settings.criterion) {
-            write(ContextKeys::CriterionX, settings.criterion->x);
-            write(ContextKeys::CriterionY, settings.criterion->y);
-            write(ContextKeys::InceptionCharge, settings.criterion->inceptionCharge);
-            write(ContextKeys::ExtinctionCharge, settings.criterion->extinctionCharge);
-        }
-    }
-
-    static void takeProcessors(Channel &channel)
-    {
-        const Utilities::GuiContextVisitor context(channel.context);
-        if (channel.processors.setNames(
-                Processors::SplitProcessorNames(context.getProperty(ContextKeys::UsedEvaluators).toString())))
-            channel.evaluator.processorListChanged(channel.processors.getProcessors());
-    }
-
-    static void takeBuilding(Channel &channel)
-    {
-        const Utilities::GuiContextVisitor context(channel.context);
-        channel.evaluator.setGatingStatus(CommonNOX::Tasks::ReadGatingStatus(context));
-        channel.evaluator.setBuildingOptions(CommonNOX::Tasks::ReadBuildingOptions(context));
-    }
-
-    /// Changes come on the thread that drives the device, and hold from the next block on.
-    void followSettings(Channel &channel)
-    {
-        const Utilities::GuiContextVisitor context(channel.context);
-        // A processor that goes drops what it has not evaluated yet: what was fed before is waited for.
-        subscriptions.push_back(
-            context.subscribeProperty(ContextKeys::UsedEvaluators, [this, &channel](const QString &, const QVariant &) {
-                waitForFed();
-                takeProcessors(channel);
-            }));
-        for (const QLatin1String &key : {ContextKeys::Gating, ContextKeys::Invert, ContextKeys::PhaseOffset,
-                                         ContextKeys::PhaseSpan, ContextKeys::IgnoreCorrections})
-            subscriptions.push_back(context.subscribeProperty(
-                key, [&channel](const QString &, const QVariant &) { takeBuilding(channel); }));
     }
 
     /// Forgets what is done; the last period up to which every channel is done, if there is a limit.
@@ -172,7 +99,7 @@ struct EvaluationSession::Private
         periodsOnTheirWay = 0;
         bytesOnTheirWay = 0;
         for (auto &[index, channel] : channels) {
-            const EvaluationProgress progress = channel->evaluator.getProgress();
+            const EvaluationProgress progress = channel->getEvaluator().getProgress();
             auto &waiting = channel->onTheirWay;
             while (!waiting.empty() &&
                    (progress.pending == 0 || qint64(waiting.front().index) <= progress.completedIndex))
@@ -202,7 +129,7 @@ struct EvaluationSession::Private
         lastIndex = first + pulses.size() - 1;
         channel.lastFed = lastIndex;
         isFinished = false;
-        return channel.evaluator.addNewReceivedPeriod(first, block, testVoltages);
+        return channel.getEvaluator().addNewReceivedPeriod(first, block, testVoltages);
     }
 
     void takeBlock(int channel, quint64 first, const PdDevice::PeriodBlockPtr &block,
@@ -312,7 +239,7 @@ EvaluationSession::~EvaluationSession()
     d->subscriptions.clear();
     // All are told before the first is waited for.
     for (const auto &channel : d->channels)
-        channel.second->evaluator.enableEvaluation(false);
+        channel.second->getEvaluator().enableEvaluation(false);
     d->channels.clear();
 }
 
@@ -353,7 +280,7 @@ QStringList EvaluationSession::getEvaluators() const
 {
     QStringList names;
     for (const auto &channel : d->channels)
-        names += channel.second->processors.getNames();
+        names += channel.second->getProcessorNames();
     if (d->channels.empty())
         names = d->settings.evaluators;
     else
@@ -433,7 +360,7 @@ quint64 EvaluationSession::getDroppedCount() const
 {
     quint64 dropped = 0;
     for (const auto &channel : d->channels)
-        dropped += channel.second->evaluator.getProgress().dropped;
+        dropped += channel.second->getEvaluator().getProgress().dropped;
     return dropped;
 }
 
