@@ -56,10 +56,15 @@ void ChannelEvaluation::writeSettings(const EvaluationSettings &settings) const
     }
 }
 
-void ChannelEvaluation::takeProcessors()
+QStringList ChannelEvaluation::getWantedNames() const
 {
     const Utilities::GuiContextVisitor context(m_context);
-    if (m_processors.setNames(SplitProcessorNames(context.getProperty(ContextKeys::UsedEvaluators).toString())))
+    return SplitProcessorNames(context.getProperty(ContextKeys::UsedEvaluators).toString());
+}
+
+void ChannelEvaluation::takeProcessors()
+{
+    if (m_processors.setNames(getWantedNames()))
         m_evaluator.processorListChanged(m_processors.getProcessors());
 }
 

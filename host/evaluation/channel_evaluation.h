@@ -29,6 +29,8 @@ public:
 
     CommonNOX::Evaluation::Evaluators::SingleChannelEvaluator &getEvaluator() { return m_evaluator; }
     QStringList getProcessorNames() const { return m_processors.getNames(); }
+    /// All that the context names, also what is no processor of a channel.
+    QStringList getWantedNames() const;
 
 private:
     void writeSettings(const EvaluationSettings &settings) const;

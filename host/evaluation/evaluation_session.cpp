@@ -177,7 +177,12 @@ struct EvaluationSession::Private
     void makeDeviceEvaluator()
     {
         auto set = CommonNOX::Tasks::MakeDeviceProcessorSet(device->getContext(), deviceName);
-        set.setNames(settings.evaluators);
+        // What any of the channels names: a recording tells its evaluators by channel.
+        QStringList names;
+        for (const auto &channel : channels)
+            names += channel.second->getWantedNames();
+        names.removeDuplicates();
+        set.setNames(names);
         if (set.getProcessors().isEmpty())
             return;
         collector.addChannel(CommonNOX::GetDataEntryNameForDevice(deviceName), -1);
