@@ -23,6 +23,7 @@ constexpr Command Commands[] = {
     {"import", "make a recording of pulses from a file", &runImport},
     {"repair", "bring back what is intact of a damaged recording", &runRepair},
     {"simulate", "be a simulated instrument on the network", &runSimulate},
+    {"update", "update an instrument's software", &runUpdate},
     {"discover", "list instruments and other devices on the network", &runDiscover},
     {"entries", "list the catalogue of entry classes", &runEntries},
 };
