@@ -12,7 +12,7 @@ from pathlib import Path
 
 import nox
 import secure_shell
-import wire
+from instrument_host import Host, Instrument
 
 OLD = b"old" * 1000
 NEW = os.urandom(48 << 20)
@@ -162,14 +162,14 @@ class Updates(Device):
         self.assert_updated(self.update())
 
     def test_an_instrument_announces_its_new_version(self):
-        instrument = subprocess.Popen([nox.program(), "simulate", "--listen", "127.0.0.1:0", "--version-file",
-                                       self.device / "version"], stdout=subprocess.PIPE, text=True)
-        self.addCleanup(instrument.communicate)
-        self.addCleanup(instrument.terminate)
-        port = int(instrument.stdout.readline().rsplit(":", 1)[1])
-        self.assertEqual(wire.announcement(port)["software_version"], "1.0")
-        self.assert_updated(self.update())
-        self.assertEqual(wire.announcement(port)["software_version"], "2.0")
+        with Instrument.simulated("--version-file", self.device / "version") as instrument:
+            self.assertEqual(self.announced_version(instrument), "1.0")
+            self.assert_updated(self.update())
+            self.assertEqual(self.announced_version(instrument), "2.0")
+
+    def announced_version(self, instrument):
+        with Host(instrument.url) as host:
+            return host.receive()["software_version"]
 
     def test_many_small_files_take_few_round_trips(self):
         count, trip = 5000, 0.02
