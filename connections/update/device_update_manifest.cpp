@@ -5,6 +5,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 
 #include <array>
 #include <cmath>
@@ -105,9 +106,11 @@ QString readCondition(const QJsonObject &object, DeviceUpdateManifest::Condition
     const QString fault =
         firstOf(readText(object, "path", condition.path), readText(object, "version", condition.version),
                 readText(object, "comparison", comparison), readText(object, "primary", primary),
-                readText(object, "target_version", targetVersion), checkPath(condition.path, "path"));
+                readText(object, "target_version", targetVersion));
     if (!fault.isEmpty())
         return fault;
+    if (const QString unfit = checkPath(condition.path, "path"); !unfit.isEmpty())
+        return unfit;
     condition.isPrimary = primary == QLatin1String("true");
     const auto known = readComparison(comparison);
     if (!known)
@@ -222,10 +225,11 @@ QString DeviceUpdateManifest::readCopies(const QJsonObject &root)
             return QStringLiteral("\"copyFileDescriptions\" holds what is no object");
         FileCopyDescription copy;
         const QJsonObject object = element.toObject();
-        const QString fault =
+        QString fault =
             firstOf(readText(object, "source", copy.source), readText(object, "destination", copy.destination),
-                    readFlag(object, "prepare", copy.prepare), checkPath(copy.source, "source"),
-                    checkPath(copy.destination, "destination"));
+                    readFlag(object, "prepare", copy.prepare));
+        if (fault.isEmpty())
+            fault = firstOf(checkPath(copy.source, "source"), checkPath(copy.destination, "destination"));
         if (!fault.isEmpty())
             return QStringLiteral("a copy description: ") + fault;
         if (copy.source.isEmpty())
@@ -242,16 +246,20 @@ QString DeviceUpdateManifest::readCopies(const QJsonObject &root)
 
 std::optional<QVersionNumber> DeviceUpdateManifest::ParseVersion(const QString &text)
 {
-    const QString trimmed = text.trimmed();
-    int end = 0;
-    const QVersionNumber version = QVersionNumber::fromString(trimmed, &end);
-    // A number that is too large ends the reading silently; what was read before it would be another version.
-    const QString rest = trimmed.mid(end);
-    const bool isCut =
-        (!rest.isEmpty() && rest[0].isDigit()) || (rest.size() > 1 && rest[0] == QLatin1Char('.') && rest[1].isDigit());
-    if (version.isNull() || isCut)
+    // QVersionNumber's own reading stops silently at a number that is too large, and where it stopped cannot be asked
+    // for: it is declared a pure function, so that optimised code sees nothing of its second result.
+    static const QRegularExpression numbers(QStringLiteral("^[0-9]+(?:\\.[0-9]+)*"));
+    const QStringList words = numbers.match(text.trimmed()).captured().split(QLatin1Char('.'), Qt::SkipEmptyParts);
+    QVector<int> segments;
+    for (const QString &word : words) {
+        bool fits = false;
+        segments.append(word.toInt(&fits));
+        if (!fits)
+            return std::nullopt;
+    }
+    if (segments.isEmpty())
         return std::nullopt;
-    return version.normalized();
+    return QVersionNumber(segments).normalized();
 }
 
 QString DeviceUpdateManifest::ComparisonText(Comparison comparison)

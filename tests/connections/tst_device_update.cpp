@@ -48,7 +48,7 @@ TEST(DeviceUpdateManifest, RefusesWhatIsNoManifestWithTheReason)
     } rows[] = {
         {"", "illegal value"},
         {"[]", "no object"},
-        {"{\"priority\":1", "unterminated"},
+        {"{\"priority\":1", "termination"},
         {QByteArray(Manifest::MaximumSize + 1, ' '), "longer than"},
         {R"({"deviceClass":1})", "deviceClass"},
         {R"({"conditions":[]})", "conditions"},
@@ -69,6 +69,7 @@ TEST(DeviceUpdateManifest, RefusesWhatIsNoManifestWithTheReason)
         {R"({"preCommands":"true"})", "preCommands"},
         {R"({"postCommands":["true",null]})", "postCommands"},
         {R"({"preCommands":["a\u0000b"]})", "preCommands"},
+        {R"({"copyFileDescriptions":[{"source":"a\u0000","destination":"b"}]})", "NUL"},
         {R"({"copyFileDescriptions":{}})", "copyFileDescriptions"},
         {R"({"copyFileDescriptions":["app"]})", "copyFileDescriptions"},
         {R"({"copyFileDescriptions":[{"source":"a","destination":"b","prepare":1}]})", "prepare"},
