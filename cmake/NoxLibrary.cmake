@@ -12,4 +12,5 @@ set_target_properties(CommonNOX PROPERTIES LINKER_LANGUAGE CXX VERSION ${PROJECT
 target_include_directories(CommonNOX PUBLIC
   $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}> $<BUILD_INTERFACE:${CMAKE_BINARY_DIR}/generated>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/CommonNOX>)
-target_link_libraries(CommonNOX PUBLIC FrameworkCommon Qt5::Core Qt5::Gui Qt5::Network Threads::Threads)
+target_link_libraries(CommonNOX PUBLIC FrameworkCommon Qt5::Core Qt5::Gui Qt5::Network Threads::Threads
+                      PRIVATE PkgConfig::libssh PkgConfig::libarchive PkgConfig::libcrypto)

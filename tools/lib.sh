@@ -23,9 +23,13 @@ need() {
 need_build() {
   need build-essential cmake ninja-build ccache pkg-config qtbase5-dev libqt5svg5 libqwt-qt5-dev \
     libsqlite3-dev libxxhash-dev fonts-dejavu-core
+  # Updates of instruments: secure shell, packages, checksums.
+  need libssh-dev libarchive-dev libssl-dev
 }
 need_tests() {
   need libgtest-dev libgmock-dev python3 python3-pywt clang libclang-rt-14-dev clang-format
+  # The device of the update tests.
+  need openssh-client openssh-server
   # Other stacks that discovery is tried with, in network namespaces.
   need iproute2 gupnp-tools minissdpd libminiupnpc17 libupnp13 python3-gi gir1.2-gssdp-1.6
 }

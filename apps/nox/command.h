@@ -32,6 +32,7 @@ int runExport(const QStringList &arguments);
 int runImport(const QStringList &arguments);
 int runRepair(const QStringList &arguments);
 int runSimulate(const QStringList &arguments);
+int runUpdate(const QStringList &arguments);
 int runDiscover(const QStringList &arguments);
 int runPattern(const QStringList &arguments);
 int runEntries(const QStringList &arguments);

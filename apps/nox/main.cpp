@@ -24,6 +24,7 @@ constexpr Command Commands[] = {
     {"import", "make a recording of pulses from a file", &runImport},
     {"repair", "bring back what is intact of a damaged recording", &runRepair},
     {"simulate", "be a simulated instrument on the network", &runSimulate},
+    {"update", "update an instrument's software", &runUpdate},
     {"discover", "list instruments and other devices on the network", &runDiscover},
     {"pattern", "draw the phase-resolved pattern of pulses", &runPattern, true},
     {"shot", "clean and measure the samples of a damped-AC shot", &runShot, true},

@@ -35,6 +35,7 @@ void addOptions(QCommandLineParser &parser)
     add("voltage-profile", "The test voltage over time, SECONDS:KILOVOLTS,...", "points");
     parser.addOption({QStringLiteral("announce"),
                       QStringLiteral("Announce it on the local network; listens on 0.0.0.0:6027 by default then.")});
+    add("version-file", "Its software version is the first line of this file, read at each announcement.", "file");
     add("speed", "Measuring time over real time; 0 as fast as hosts take it. Default 1.", "factor");
 }
 
@@ -63,6 +64,7 @@ NoxHost::InstrumentSettings readSettings(CommandLine &line)
     settings.signal = request.settings;
     settings.speed = request.speed;
     settings.softwareVersion = QStringLiteral(NOX_VERSION);
+    settings.versionFile = parser.value(QStringLiteral("version-file"));
     return settings;
 }
 

@@ -5,6 +5,7 @@
 #include "host/log.h"
 #include "host/protocol/messages.h"
 
+#include <QFile>
 #include <QJsonArray>
 
 #include <algorithm>
@@ -35,6 +36,21 @@ QString channelText(int index)
         .getChannelInformationString();
 }
 
+/// An update replaces the file while the instrument runs.
+QString softwareVersion(const InstrumentSettings &settings)
+{
+    constexpr qint64 LongestLine = 256;
+    QFile file(settings.versionFile);
+    if (settings.versionFile.isEmpty())
+        return settings.softwareVersion;
+    if (!file.open(QIODevice::ReadOnly)) {
+        qCWarning(hostLog).noquote()
+            << QStringLiteral("the version file %1 cannot be read: %2").arg(settings.versionFile, file.errorString());
+        return settings.softwareVersion;
+    }
+    return QString::fromUtf8(file.readLine(LongestLine)).simplified();
+}
+
 QJsonObject makeAnnouncement(const InstrumentState &instrument)
 {
     using namespace Wire::Announce;
@@ -46,7 +62,7 @@ QJsonObject makeAnnouncement(const InstrumentState &instrument)
     message.insert(DeviceIdentification, instrument.settings.identification);
     message.insert(SerialNumber, instrument.settings.serialNumber());
     message.insert(NumberOfChannels, channels.size());
-    message.insert(SoftwareVersion, instrument.settings.softwareVersion);
+    message.insert(SoftwareVersion, softwareVersion(instrument.settings));
     message.insert(FpgaVersion, QStringLiteral("1.0"));
     message.insert(ProductClass, QStringLiteral("pd"));
     message.insert(ProductName, QStringLiteral("Simulated instrument"));

@@ -32,6 +32,8 @@ struct InstrumentSettings
     double speed = 1.0; ///< measuring time over real time; 0 is as fast as the hosts take it
     QString identification = QStringLiteral("PD-SIM");
     QString softwareVersion = QStringLiteral("1.0.0");
+    /// Whose first line is the software version of each announcement, where it can be read; empty for none.
+    QString versionFile;
     InstrumentLimits limits;
 
     /// Made from the seed, so that an instrument started again is the same one.
