@@ -243,10 +243,11 @@ TEST(Pattern, IsDrawnLogarithmicallyOnItsBackground)
         Pattern pattern = Geometry{.columns = 4, .rows = 2, .scaleX = 4, .scaleY = 2}.make();
         pattern.setBackgroundColor(QColor(1, 2, 3));
         pattern.setPatternPalette(*FindPalette(name));
-        std::vector<EvaluatedEvent> events(1, event(1.5, 0));
-        events.insert(events.end(), 30, event(1.5, 1));
-        events.insert(events.end(), 1000, event(1.5, 2));
-        events.push_back(event(9, 3));
+        // One, thirty and a thousand in the columns, and one above all rows.
+        std::vector<EvaluatedEvent> events(1 + 30 + 1000 + 1, event(1.5, 2));
+        events.front() = event(1.5, 0);
+        std::fill_n(events.begin() + 1, 30, event(1.5, 1));
+        events.back() = event(9, 3);
         pattern.addEvents(events.data(), int(events.size()));
         QImage image, overflow;
         ASSERT_TRUE(pattern.getLastPatternDisplay(&image, &overflow));
