@@ -184,15 +184,14 @@ void FileInstallation::explainFullDisk(const FileUpload &upload, QString &error)
 
 bool FileInstallation::verify(const std::vector<FileUpload> &uploads, std::vector<QByteArray> &owners, QString &error)
 {
-    const auto facts = ReadRemoteFacts(m_link, pathsOf(uploads), error);
-    const auto digests = facts ? ReadRemoteDigests(m_link, pathsOf(uploads), error) : std::nullopt;
-    if (!digests) {
+    const auto copies = SecureRemoteCopies(m_link, pathsOf(uploads), error);
+    if (!copies) {
         error = QStringLiteral("what was sent cannot be verified: %1").arg(error);
         return false;
     }
     for (std::size_t i = 0; i < uploads.size(); ++i) {
-        const RemoteFacts &fact = (*facts)[int(i)];
-        if (fact.size != uploads[i].size || (*digests)[int(i)] != uploads[i].sha256) {
+        const auto &[fact, sha256] = (*copies)[int(i)];
+        if (fact.size != uploads[i].size || sha256 != uploads[i].sha256) {
             error = QStringLiteral("%1 did not arrive as it was sent, the device has %2 of %3 bytes")
                         .arg(uploads[i].localPath)
                         .arg(fact.size)
@@ -208,7 +207,7 @@ bool FileInstallation::commit(const Batch &batch, const std::vector<FileUpload> 
                               const std::vector<QByteArray> &owners, QString &error)
 {
     std::map<QByteArray, QByteArray> byOwner, byMode;
-    QByteArray all, renames;
+    QByteArray renames;
     std::size_t next = 0;
     for (const Item &item : batch) {
         if (item.isSame)
@@ -218,13 +217,12 @@ bool FileInstallation::commit(const Batch &batch, const std::vector<FileUpload> 
         if (item.exists && owner != owners[next])
             byOwner[owner] += temporary;
         byMode[item.mode] += temporary;
-        all += temporary;
         renames += "mv -f --" + temporary + ' ' + QuotePathForShell(item.destination) + '\n';
         ++next;
     }
-    // On the disk before they get their names, else a loss of power could leave empty files behind. Not every device
-    // can do that for single files. A change of owner takes special modes away, so these come later.
-    QByteArray script = "set -e\nsync --" + all + " 2>/dev/null || sync\n";
+    // Their content is on the disk before they get their names, else a loss of power could leave empty files behind. A
+    // change of owner takes special modes away, so these come later.
+    QByteArray script = "set -e\n";
     for (const auto &[owner, files] : byOwner)
         script += "chown " + owner + " --" + files + '\n';
     for (const auto &[mode, files] : byMode)

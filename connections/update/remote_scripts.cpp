@@ -11,6 +11,8 @@ namespace
 {
 
 constexpr int DigestLength = 64;
+constexpr char DigestCommand[] = "sha256sum --";
+constexpr char UnreadableAnswer[] = "the device's answer is unreadable";
 
 QList<QByteArray> linesOf(const QByteArray &text)
 {
@@ -26,12 +28,18 @@ bool isHexadecimal(const QByteArray &text)
                        [](char letter) { return std::isdigit(uchar(letter)) || (letter >= 'a' && letter <= 'f'); });
 }
 
-/// Runs a command over all the paths that prints one line for each, and reads these.
-template <class Value, class Read>
-std::optional<QList<Value>> askAbout(SshLink &link, const QByteArray &command, const QStringList &paths, QString &error,
-                                     Read read)
+/// A name with a backslash or a line end is written in another way, which a backslash before the digest tells.
+std::optional<QByteArray> parseDigest(const QByteArray &line)
 {
-    const auto answer = RunSshScript(link, command + QuotePaths(paths) + '\n', error);
+    const QByteArray digest = line.mid(line.startsWith('\\') ? 1 : 0, DigestLength);
+    return digest.size() == DigestLength && isHexadecimal(digest) ? std::optional(digest) : std::nullopt;
+}
+
+/// Runs a script that prints so many lines, and reads each.
+template <class Value, class Read>
+std::optional<QList<Value>> askAbout(SshLink &link, const QByteArray &script, int count, QString &error, Read read)
+{
+    const auto answer = RunSshScript(link, script + '\n', error);
     if (!answer)
         return std::nullopt;
     const QList<QByteArray> lines = linesOf(*answer);
@@ -41,9 +49,9 @@ std::optional<QList<Value>> askAbout(SshLink &link, const QByteArray &command, c
         if (value)
             values.append(*value);
     }
-    if (values.size() == paths.size() && lines.size() == paths.size())
+    if (values.size() == count && lines.size() == count)
         return values;
-    error = QStringLiteral("the device's answer is unreadable");
+    error = QLatin1String(UnreadableAnswer);
     return std::nullopt;
 }
 
@@ -71,18 +79,32 @@ std::optional<RemoteFacts> ParseRemoteFacts(const QByteArray &line)
     return RemoteFacts{fields[0], fields[1], fields[2], fields[3].toLongLong()};
 }
 
-std::optional<QList<RemoteFacts>> ReadRemoteFacts(SshLink &link, const QStringList &paths, QString &error)
-{
-    return askAbout<RemoteFacts>(link, StatCommand, paths, error, &ParseRemoteFacts);
-}
-
 std::optional<QList<QByteArray>> ReadRemoteDigests(SshLink &link, const QStringList &paths, QString &error)
 {
-    // A name with a backslash or a line end is written in another way, which a backslash before the digest tells.
-    return askAbout<QByteArray>(link, "sha256sum --", paths, error, [](const QByteArray &line) {
-        const QByteArray digest = line.mid(line.startsWith('\\') ? 1 : 0, DigestLength);
-        return digest.size() == DigestLength && isHexadecimal(digest) ? std::optional(digest) : std::nullopt;
-    });
+    return askAbout<QByteArray>(link, DigestCommand + QuotePaths(paths), paths.size(), error, &parseDigest);
+}
+
+std::optional<QList<RemoteCopy>> SecureRemoteCopies(SshLink &link, const QStringList &paths, QString &error)
+{
+    // Not every device can write single files to its disk. It does so while the digests are made.
+    const QByteArray files = QuotePaths(paths);
+    const QByteArray script = "{ sync --" + files + " 2>/dev/null || sync; } & " + StatCommand + files + " && " +
+                              DigestCommand + files + " && wait $!";
+    const auto lines = askAbout<QByteArray>(link, script, 2 * paths.size(), error,
+                                            [](const QByteArray &line) { return std::optional(line); });
+    if (!lines)
+        return std::nullopt;
+    QList<RemoteCopy> copies;
+    for (int i = 0; i < paths.size(); ++i) {
+        const auto facts = ParseRemoteFacts((*lines)[i]);
+        const auto digest = parseDigest((*lines)[paths.size() + i]);
+        if (!facts || !digest) {
+            error = QLatin1String(UnreadableAnswer);
+            return std::nullopt;
+        }
+        copies.append({*facts, *digest});
+    }
+    return copies;
 }
 
 std::optional<QHash<QString, QString>> ReadRemoteFirstLines(SshLink &link, const QStringList &paths, QString &error)

@@ -22,10 +22,17 @@ struct RemoteFacts
     qint64 size = 0;
 };
 
+struct RemoteCopy
+{
+    RemoteFacts facts;
+    QByteArray sha256; ///< in hexadecimal
+};
+
 /// These ask about files on the device, in order, with one command. Nothing, with a clause in `error`, unless all of
 /// them could be read.
-std::optional<QList<RemoteFacts>> ReadRemoteFacts(SshLink &link, const QStringList &paths, QString &error);
 std::optional<QList<QByteArray>> ReadRemoteDigests(SshLink &link, const QStringList &paths, QString &error);
+/// They are on the device's disk as well then, safe from a loss of power.
+std::optional<QList<RemoteCopy>> SecureRemoteCopies(SshLink &link, const QStringList &paths, QString &error);
 
 /// The lines of `stat` with the format of `StatCommand`.
 extern const char *const StatCommand;

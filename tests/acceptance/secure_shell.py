@@ -12,6 +12,7 @@ from pathlib import Path
 
 SSHD = shutil.which("sshd") or "/usr/sbin/sshd"
 BOUND = 20
+# The home is another, so that what a person's shell does at its start costs and changes nothing.
 CONFIGURATION = """
 Port {port}
 ListenAddress 127.0.0.1
@@ -23,6 +24,7 @@ UsePAM no
 PermitRootLogin yes
 PasswordAuthentication no
 MaxStartups 100
+SetEnv HOME={folder}
 {subsystem}
 """
 
@@ -130,6 +132,7 @@ class SlowRelay:
         self.delay = delay
         self.listener = socket.create_server(("127.0.0.1", 0))
         self.port = self.listener.getsockname()[1]
+        self.sockets = [self.listener]
         threading.Thread(target=self.accept, daemon=True).start()
 
     def accept(self):
@@ -139,6 +142,7 @@ class SlowRelay:
             except OSError:
                 return
             far = socket.create_connection(("127.0.0.1", self.target))
+            self.sockets += [near, far]
             for source, sink in (near, far), (far, near):
                 sink.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
                 pieces, ready = [], threading.Condition()
@@ -171,4 +175,5 @@ class SlowRelay:
                 return
 
     def close(self):
-        self.listener.close()
+        for each in self.sockets:
+            each.close()
