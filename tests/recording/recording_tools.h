@@ -104,6 +104,7 @@ protected:
 
     void makeRecorder(int channels = 1)
     {
+        recorder.reset(); // before the device that it belongs to
         pd = device(channels);
         recorder = std::make_unique<PdRecorder>(*pd, folder.path());
         QObject::connect(recorder.get(), &PdRecorder::recordingStarted,
