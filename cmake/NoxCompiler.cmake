@@ -23,6 +23,8 @@ endif()
 
 # Results must not depend on whether the machine has a fused multiply-add.
 add_compile_options(-ffp-contract=off)
+# Nobody replaces the library's own functions at run time, so that they may be inlined within it.
+add_compile_options(-fno-semantic-interposition)
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual
                     -Wformat=2 -Wimplicit-fallthrough)
 if(NOX_WERROR)

@@ -16,7 +16,6 @@ namespace CommonNOX
 namespace
 {
 
-constexpr quint32 NullLength = 0xffffffff;
 // A variant is at least its type id and its null flag, an entry's text at least its length.
 constexpr qint64 SmallestVariant = 5;
 constexpr qint64 SmallestString = 4;
@@ -107,42 +106,6 @@ bool WireCursor::fail(State state)
     return false;
 }
 
-bool WireCursor::skip(qint64 bytes)
-{
-    if (m_state != State::Good)
-        return false;
-    if (bytes < 0)
-        return fail();
-    if (bytes > getRemaining())
-        return fail(State::PastEnd);
-    m_position += bytes;
-    return true;
-}
-
-bool WireCursor::read(quint8 &value)
-{
-    if (!skip(1))
-        return false;
-    value = quint8(m_data[m_position - 1]);
-    return true;
-}
-
-bool WireCursor::read(quint32 &value)
-{
-    if (!skip(4))
-        return false;
-    value = number<quint32>(m_data + m_position - 4);
-    return true;
-}
-
-bool WireCursor::read(qint64 &value)
-{
-    if (!skip(8))
-        return false;
-    value = number<qint64>(m_data + m_position - 8);
-    return true;
-}
-
 bool WireCursor::read(QString &value)
 {
     const qint64 start = m_position;
@@ -153,19 +116,6 @@ bool WireCursor::read(QString &value)
     QChar *out = value.data();
     for (qint64 i = 0; i < length; ++i)
         out[i] = QChar(number<quint16>(m_data + start + 4 + 2 * i));
-    return true;
-}
-
-bool WireCursor::startsWithString(const QString &text) const
-{
-    const qint64 bytes = qint64(text.size()) * 2;
-    if (getRemaining() < 4 + bytes || number<quint32>(m_data + m_position) != quint64(bytes))
-        return false;
-    const char *characters = m_data + m_position + 4;
-    for (int i = 0; i < text.size(); ++i) {
-        if (number<quint16>(characters + 2 * i) != text[i].unicode())
-            return false;
-    }
     return true;
 }
 
@@ -183,16 +133,6 @@ bool WireCursor::readCount(quint32 &count, qint64 smallestElement)
     if (!read(count))
         return false;
     return qint64(count) * smallestElement <= getRemaining() || fail(State::PastEnd);
-}
-
-bool WireCursor::skipString()
-{
-    quint32 length = 0;
-    if (!read(length))
-        return false;
-    if (length == NullLength)
-        return true;
-    return length % 2 == 0 ? skip(length) : fail();
 }
 
 bool WireCursor::skipByteArray()

@@ -72,6 +72,8 @@ public:
     };
 
 private:
+    static constexpr quint32 NullLength = 0xffffffff;
+
     template <class T>
     T number(const char *data) const
     {
@@ -95,6 +97,67 @@ private:
     bool m_bigEndian;
     int m_realSize;
 };
+
+// The steps that a walk is made of, of which a block of periods takes thousands.
+
+inline bool WireCursor::skip(qint64 bytes)
+{
+    if (m_state != State::Good)
+        return false;
+    if (bytes < 0)
+        return fail();
+    if (bytes > getRemaining())
+        return fail(State::PastEnd);
+    m_position += bytes;
+    return true;
+}
+
+inline bool WireCursor::read(quint8 &value)
+{
+    if (!skip(1))
+        return false;
+    value = quint8(m_data[m_position - 1]);
+    return true;
+}
+
+inline bool WireCursor::read(quint32 &value)
+{
+    if (!skip(4))
+        return false;
+    value = number<quint32>(m_data + m_position - 4);
+    return true;
+}
+
+inline bool WireCursor::read(qint64 &value)
+{
+    if (!skip(8))
+        return false;
+    value = number<qint64>(m_data + m_position - 8);
+    return true;
+}
+
+inline bool WireCursor::startsWithString(const QString &text) const
+{
+    const qint64 bytes = qint64(text.size()) * 2;
+    if (getRemaining() < 4 + bytes || number<quint32>(m_data + m_position) != quint64(bytes))
+        return false;
+    const char *characters = m_data + m_position + 4;
+    for (int i = 0; i < text.size(); ++i) {
+        if (number<quint16>(characters + 2 * i) != text[i].unicode())
+            return false;
+    }
+    return true;
+}
+
+inline bool WireCursor::skipString()
+{
+    quint32 length = 0;
+    if (!read(length))
+        return false;
+    if (length == NullLength)
+        return true;
+    return length % 2 == 0 ? skip(length) : fail();
+}
 
 /// Skips the payload of a user type that stands in a variant; false and a bad cursor when it cannot be one.
 using PayloadSkipper = std::function<bool(WireCursor &)>;
