@@ -41,6 +41,9 @@ bool writeTable(Table::Kind kind, const std::shared_ptr<PdReplayFileLoader> &loa
             progress.show(table->getDone(), QStringLiteral("exporting"));
     }
     output.flush();
+    progress.clear();
+    if (const QString losses = table->getLosses(); !losses.isEmpty())
+        printMessage(losses + QLatin1Char('.'));
     if (!output.getError().isEmpty())
         error = QStringLiteral("the table cannot be written: %1.").arg(output.getError());
     return error.isEmpty();

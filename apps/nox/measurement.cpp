@@ -7,6 +7,7 @@
 #include "platform/configuration_tree.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 
 namespace Nox
 {
@@ -54,7 +55,7 @@ Measurement::Measurement(const MeasurementPlan &plan, const EvaluatorOptions &op
     QObject::connect(&m_recording, &DeviceRecording::started, [this] { onRecorded(); });
     QObject::connect(&m_recording, &DeviceRecording::failed, [this](const QString &sentence) { end(sentence); });
     QObject::connect(&m_recording, &DeviceRecording::ended, [this](const QString &sentence) {
-        tell(sentence);
+        m_isRecordingErrorTold = tell(sentence) && !m_recording.getError().isEmpty();
         // Who gave no other end meant this one.
         if (m_recording.hasReachedLimit() && !m_plan.limits.seconds && !m_plan.limits.periods)
             end({});
@@ -81,12 +82,12 @@ int Measurement::run()
 
     const bool wasInterrupted = NoxHost::isInterrupted();
     finish();
-    if (m_error.isEmpty() && !m_recording.getError().isEmpty())
+    if (m_error.isEmpty() && !m_isRecordingErrorTold)
         m_error = m_recording.getError();
-    if (!m_error.isEmpty()) {
+    if (!m_error.isEmpty())
         printMessage(m_error);
+    if (!m_error.isEmpty() || !m_recording.getError().isEmpty())
         return Failed;
-    }
     return wasInterrupted && hasEnd() ? Failed : Done;
 }
 
@@ -263,11 +264,13 @@ QString Measurement::describeLosses() const
 }
 
 /// Where a table refreshes in place, its status line tells the state; a message would tear it apart.
-void Measurement::tell(const QString &sentence)
+bool Measurement::tell(const QString &sentence)
 {
     m_progress.clear();
-    if (m_format != OutputFormat::Table || !NoxHost::isTerminal(m_plan.output) || !m_isMeasuring)
-        printMessage(sentence);
+    if (m_format == OutputFormat::Table && NoxHost::isTerminal(m_plan.output) && m_isMeasuring)
+        return false;
+    printMessage(sentence);
+    return true;
 }
 
 void Measurement::printSummary() const
@@ -277,7 +280,7 @@ void Measurement::printSummary() const
                  static_cast<unsigned long long>(m_session.getPeriodCount()),
                  static_cast<unsigned long long>(m_session.getPulseCount()), losses.isEmpty() ? "" : ", ",
                  qUtf8Printable(losses));
-    if (!m_recording.getPath().isEmpty())
+    if (QFileInfo::exists(m_recording.getPath()))
         std::fprintf(stderr, "recorded in \"%s\"\n", qUtf8Printable(m_recording.getPath()));
     printLastReadings(m_session.getLastReadings());
 }

@@ -66,7 +66,8 @@ private:
     QString describeState() const;
     QString describeLosses() const;
     void showProgress();
-    void tell(const QString &sentence);
+    /// Whether it was shown.
+    bool tell(const QString &sentence);
     void printSummary() const;
     bool hasEnd() const;
 
@@ -77,6 +78,7 @@ private:
     QTimer m_tick;
     bool m_isMeasuring = false;
     QString m_error;
+    bool m_isRecordingErrorTold = false;
     qint64 m_nextShow = 0;
     NoxHost::Output m_output;
     NoxHost::OutputFile m_readingsFile;

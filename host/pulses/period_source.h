@@ -44,6 +44,8 @@ public:
     virtual double getProgress() const = 0;
     /// What a person calls the measurement.
     virtual QString getTitle() const = 0;
+    /// One sentence about what was left out, at the end; empty when nothing was.
+    virtual QString getRemark() const { return {}; }
 };
 
 } // namespace NoxHost

@@ -30,8 +30,11 @@ void RecordedPeriods::fetch(int channel)
 {
     ImporterInterface::PeriodPtr entry;
     RawPeriod period;
-    if (!m_importer.extractNextPeriod(channel, entry) || !entry || !readPeriodEntry(entry, period))
-        return;
+    // One that cannot be used is left out like one that cannot be read.
+    do {
+        if (!m_importer.extractNextPeriod(channel, entry) || !entry)
+            return;
+    } while (!readPeriodEntry(entry, period));
     const auto status = m_importer.getLoader()->getChannelReplayStatus(channel);
     period.channel = channel;
     period.index = status->element.globalIndex;
@@ -52,6 +55,21 @@ bool RecordedPeriods::next(RawPeriod &period)
 double RecordedPeriods::getDone() const
 {
     return m_total == 0 ? 1.0 : double(m_taken) / double(m_total);
+}
+
+QString describeLosses(const ReplayLosses &losses)
+{
+    QStringList clauses;
+    if (losses.damaged > 0)
+        clauses.append(QStringLiteral("%1 entries are damaged").arg(losses.damaged));
+    if (losses.missing > 0)
+        clauses.append(QStringLiteral("%1 entries are missing").arg(losses.missing));
+    return clauses.join(QStringLiteral(", "));
+}
+
+QString describeLostPeriods(quint64 count)
+{
+    return count == 0 ? QString() : QStringLiteral("%1 periods are damaged and left out").arg(count);
 }
 
 RecordedPeriodSource::RecordedPeriodSource(const std::shared_ptr<PdReplayFileLoader> &loader,
@@ -78,6 +96,12 @@ PeriodResult RecordedPeriodSource::next()
 QString RecordedPeriodSource::getTitle() const
 {
     return m_loader->getHeader()->get(CommonNOX::Entries::Keys::Title).toString();
+}
+
+QString RecordedPeriodSource::getRemark() const
+{
+    const QString clause = describeLostPeriods(m_periods ? m_periods->getLostCount() : 0);
+    return clause.isEmpty() ? clause : clause + QLatin1Char('.');
 }
 
 } // namespace NoxHost

@@ -22,6 +22,8 @@ public:
     bool next(RawPeriod &period);
     /// The part that has been taken, from 0 to 1.
     double getDone() const;
+    /// How many periods of the selection could not be read; all of them are counted at the end.
+    quint64 getLostCount() const { return m_heads.empty() ? m_total - m_taken : 0; }
 
 private:
     void fetch(int channel);
@@ -31,6 +33,10 @@ private:
     quint64 m_total = 0;
     quint64 m_taken = 0;
 };
+
+/// A clause about what of a recording could not be read; empty when there was nothing.
+QString describeLosses(const CommonNOX::Importer::ReplayLosses &losses);
+QString describeLostPeriods(quint64 count);
 
 /// The same as a source of periods.
 class RecordedPeriodSource : public PeriodSource
@@ -47,6 +53,7 @@ public:
     QString getError() const override { return {}; }
     double getProgress() const override { return m_periods ? m_periods->getDone() : 0.0; }
     QString getTitle() const override;
+    QString getRemark() const override;
 
 private:
     const std::shared_ptr<CommonNOX::Importer::PdReplayFileLoader> m_loader;

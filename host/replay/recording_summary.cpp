@@ -67,6 +67,10 @@ void readStart(const StorageReader &reader, RecordingSummary &summary)
         if (first.type == PdGlobalNavigationType::RecordingStart)
             summary.startMs = first.value;
     }
+    // The header is written at about that time.
+    const QDateTime written = summary.header ? summary.header->get(Keys::DateTime).toDateTime() : QDateTime();
+    if (!summary.startMs && written.isValid())
+        summary.startMs = written.toMSecsSinceEpoch();
 }
 
 void readChannels(const std::shared_ptr<const StorageReader> &reader, RecordingSummary &summary)

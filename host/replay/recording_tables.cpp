@@ -44,6 +44,7 @@ public:
         return true;
     }
     double getDone() const override { return m_periods.getDone(); }
+    QString getLosses() const override { return describeLostPeriods(m_periods.getLostCount()); }
 
 private:
     RecordedPeriods m_periods;
@@ -78,6 +79,7 @@ public:
         return true;
     }
     double getDone() const override { return m_walk.getDone(); }
+    QString getLosses() const override { return describeLosses(m_walk.getLosses()); }
 
 private:
     const std::shared_ptr<PdReplayFileLoader> m_loader;
@@ -116,6 +118,7 @@ public:
         return true;
     }
     double getDone() const override { return m_walk.getDone(); }
+    QString getLosses() const override { return describeLosses(m_walk.getLosses()); }
 
 private:
     /// Index and second of the period that follows; empty fields behind the last one.

@@ -29,6 +29,8 @@ public:
     virtual bool next(std::string &rows) = 0;
     /// From 0 to 1.
     virtual double getDone() const = 0;
+    /// A clause about what could not be read, at the end; empty when there was nothing.
+    virtual QString getLosses() const = 0;
 };
 
 } // namespace NoxHost

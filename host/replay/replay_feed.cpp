@@ -36,13 +36,13 @@ void ReplayFeed::read()
             if (!isAtEnd)
                 piece.push_back(std::move(entry));
         }
-        m_damaged = m_walk->getDamagedCount();
         std::unique_lock guard(m_mutex);
         m_hasRoom.wait(guard, [this] { return m_isStopped || m_items.size() < MostItems; });
         if (m_isStopped)
             return;
         std::move(piece.begin(), piece.end(), std::back_inserter(m_items));
         m_isAtEnd = isAtEnd;
+        m_losses = m_walk->getLosses();
         piece.clear();
     }
 }
@@ -60,6 +60,12 @@ ReplayFeed::Outcome ReplayFeed::take(RecordedItem &item)
     m_done = m_taken.front().done;
     m_taken.pop_front();
     return Outcome::Item;
+}
+
+ReplayLosses ReplayFeed::getLosses()
+{
+    const std::lock_guard guard(m_mutex);
+    return m_losses;
 }
 
 } // namespace NoxHost

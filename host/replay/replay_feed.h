@@ -28,8 +28,8 @@ public:
 
     /// The part that has been taken, from 0 to 1. Any thread.
     double getDone() const { return m_done; }
-    /// Rows that could not be read so far.
-    quint64 getDamagedCount() const { return m_damaged; }
+    /// What could not be read so far.
+    CommonNOX::Importer::ReplayLosses getLosses();
 
 private:
     struct Entry
@@ -43,14 +43,14 @@ private:
     static constexpr std::size_t ItemsOfPiece = 16;
 
     const std::unique_ptr<CommonNOX::Importer::ReplayWalk> m_walk; // of the thread
-    std::mutex m_mutex;                                            // guards the four below
+    std::mutex m_mutex;                                            // guards the five below
     std::condition_variable m_hasRoom;
     std::deque<Entry> m_items;
     bool m_isAtEnd = false;
     bool m_isStopped = false;
+    CommonNOX::Importer::ReplayLosses m_losses;
     std::deque<Entry> m_taken; // of the taking thread
     std::atomic<double> m_done = 0.0;
-    std::atomic<quint64> m_damaged = 0;
     std::thread m_thread;
 };
 

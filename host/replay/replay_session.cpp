@@ -9,6 +9,7 @@
 #include "evaluation/context_keys.h"
 #include "host/log.h"
 #include "host/protocol/message_names.h"
+#include "host/replay/recorded_periods.h"
 #include "platform/configuration_tree.h"
 #include "platform/visitors.h"
 #include "recording/recorder/pd_recorder.h"
@@ -277,9 +278,8 @@ QString ReplaySession::getEnding() const
     const auto &request = m_connection->getRequest();
     QString ending = request.selection.toSecond ? QStringLiteral("the end of the span is reached")
                                                 : QStringLiteral("the end of the recording is reached");
-    if (m_feed->getDamagedCount() > 0)
-        ending += QStringLiteral("; %1 entries are damaged").arg(m_feed->getDamagedCount());
-    return ending + QLatin1Char('.');
+    const QString losses = describeLosses(m_feed->getLosses());
+    return ending + (losses.isEmpty() ? losses : QStringLiteral("; ") + losses) + QLatin1Char('.');
 }
 
 double ReplaySession::getWait(const Item &item)

@@ -30,7 +30,8 @@ bool FileLock::acquire(const QString &path)
 {
     release();
     const QString lockPath = lockPathOf(path);
-    const int descriptor = ::open(QFile::encodeName(lockPath).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    const int descriptor =
+        ::open(QFile::encodeName(lockPath).constData(), O_RDWR | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0644);
     if (descriptor < 0)
         return false;
     if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
@@ -53,7 +54,7 @@ void FileLock::release()
 
 bool FileLock::IsHeld(const QString &path)
 {
-    const int descriptor = ::open(QFile::encodeName(lockPathOf(path)).constData(), O_RDONLY | O_CLOEXEC);
+    const int descriptor = ::open(QFile::encodeName(lockPathOf(path)).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0)
         return false;
     const bool isHeld = ::flock(descriptor, LOCK_SH | LOCK_NB) != 0;

@@ -4,6 +4,7 @@
 
 #include <sqlite3.h>
 
+#include <cstring>
 #include <utility>
 
 namespace FrameworkCore::AppData::Storage
@@ -90,7 +91,10 @@ int SqliteDatabase::getErrorCode() const
 
 QString SqliteDatabase::getErrorText() const
 {
-    return QString::fromUtf8(m_handle ? sqlite3_errmsg(m_handle) : sqlite3_errstr(m_openError));
+    const QString text = QString::fromUtf8(m_handle ? sqlite3_errmsg(m_handle) : sqlite3_errstr(m_openError));
+    // What the system said tells a full disk from a broken one.
+    const int reason = m_handle && (getErrorCode() & 0xff) == SQLITE_IOERR ? sqlite3_system_errno(m_handle) : 0;
+    return reason == 0 ? text : QStringLiteral("%1 (%2)").arg(text, QString::fromLocal8Bit(std::strerror(reason)));
 }
 
 SqliteStatement::SqliteStatement(const SqliteDatabase &database, const char *text)

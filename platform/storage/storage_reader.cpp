@@ -28,6 +28,9 @@ constexpr int MostKinds = 16383;
 QString inspectHeader(const QString &path)
 {
     QFile file(path);
+    // Whoever opened a pipe would wait for its other end.
+    if (file.exists() && !QFileInfo(path).isFile())
+        return QStringLiteral("is no file");
     if (!file.open(QIODevice::ReadOnly))
         return QStringLiteral("cannot be opened: %1").arg(file.errorString());
     const QByteArray header = file.read(100);

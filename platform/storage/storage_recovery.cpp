@@ -26,7 +26,7 @@ bool isPending(const QString &path)
 {
     const QByteArray mark = QByteArray::fromHex("d9d505f920a163d7");
     QFile journal(path + QStringLiteral("-journal"));
-    if (journal.open(QIODevice::ReadOnly) && journal.read(mark.size()) == mark) {
+    if (QFileInfo(journal).isFile() && journal.open(QIODevice::ReadOnly) && journal.read(mark.size()) == mark) {
         journal.seek(journal.size() - mark.size());
         return journal.read(mark.size()) != mark;
     }
@@ -41,6 +41,8 @@ public:
     {
         for (const QString &suffix : Suffixes) {
             QFile::remove(m_path + suffix);
+            if (!QFileInfo(source + suffix).isFile())
+                continue;
             QFile::copy(source + suffix, m_path + suffix);
             QFile::setPermissions(m_path + suffix, QFile::ReadOwner | QFile::WriteOwner);
         }
@@ -104,6 +106,7 @@ RecoveryReport copyRows(const StorageReader &reader, const QString &source, cons
     QMap<QString, QString> facts = reader.getFacts();
     facts.remove(Schema::SeedFact);
     facts.remove(Schema::StateFact);
+    const qint64 lastRow = facts.take(Schema::LastRowFact).toLongLong();
     facts[Schema::RecoveredSizeFact] = QString::number(QFileInfo(source).size());
     facts[Schema::RecoveredTimeFact] = timeOf(source);
     QString error;
@@ -127,6 +130,7 @@ RecoveryReport copyRows(const StorageReader &reader, const QString &source, cons
             return isWritten;
         },
         progress);
+    report.found = qMax(report.found, lastRow);
     isWritten = isWritten && isWalked && copier.flush() && writer->close() == StorageWriter::Outcome::Done;
     if (!isWritten)
         report.error = isWalked ? QStringLiteral("\"%1\" cannot be written: %2").arg(target, writer->getError())
@@ -225,29 +229,23 @@ OpenedStorage OpenStorage(const QString &path, const QString &cacheFolder, const
     }
     // What cannot be read even in this way is no recording, or not any more: the first objection says why.
     QString error;
-    if (!StorageReader::Open(path, StorageReader::Access::Rescue, error)) {
+    const auto damaged = StorageReader::Open(path, StorageReader::Access::Rescue, error);
+    if (!damaged) {
         if (opened.error.isEmpty())
             opened.error = error;
         return opened;
     }
     RecoveryReport report = RecoverStorageBeside(path, cacheFolder, progress);
+    report.wasClosed = damaged->getState() == StorageReader::State::Closed;
     opened.error = report.error;
     if (!report.error.isEmpty())
         return opened;
     opened.reader = StorageReader::Open(report.path, StorageReader::Access::Normal, opened.error);
     if (!opened.reader)
         return opened;
-    if (report.found > 0)
-        qCWarning(Shared::frameworkLog()).noquote()
-            << QStringLiteral("\"%1\" was not closed and is damaged: %2 of %3 entries came back, in \"%4\"")
-                   .arg(path)
-                   .arg(report.restored)
-                   .arg(report.found)
-                   .arg(report.path);
-    else
-        qCWarning(Shared::frameworkLog()).noquote()
-            << QStringLiteral("\"%1\" was not closed and is damaged; what came back before is in \"%2\"")
-                   .arg(path, report.path);
+    // Whoever opened it tells of it; the log is for those who look for it later.
+    qCInfo(Shared::frameworkLog()).noquote()
+        << QStringLiteral("\"%1\" is damaged, what came back is in \"%2\"").arg(path, report.path);
     opened.recovery = report;
     return opened;
 }

@@ -11,10 +11,11 @@ namespace FrameworkCore::AppData::Storage
 /// What came out of a damaged storage.
 struct RecoveryReport
 {
-    QString path;        ///< of the new storage; empty when there is none
-    QString error;       ///< one sentence; empty when there is a new storage
-    qint64 found = 0;    ///< rows of the damaged storage, those that are missing in between too
-    qint64 restored = 0; ///< rows of the new one
+    QString path;           ///< of the new storage; empty when there is none
+    QString error;          ///< one sentence; empty when there is a new storage
+    qint64 found = 0;       ///< rows of the damaged storage, those that are missing in between too
+    qint64 restored = 0;    ///< rows of the new one
+    bool wasClosed = false; ///< the damaged one was written to its end
 };
 
 /// Copies every row whose checksum holds from `source` to a new storage at `target`, with its id; the source stays

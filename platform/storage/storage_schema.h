@@ -11,6 +11,8 @@ inline const QString SeedFact = QStringLiteral("seed");
 inline const QString StateFact = QStringLiteral("state");
 inline const QString StateOpen = QStringLiteral("open");
 inline const QString StateClosed = QStringLiteral("closed");
+/// Of a closed storage: the id of its last row, which a file that is cut short has lost.
+inline const QString LastRowFact = QStringLiteral("last_row");
 /// Of a recovered storage: bytes and time of the file that it was recovered from, in ms since 1970-01-01 UTC.
 inline const QString RecoveredSizeFact = QStringLiteral("recovered_from_size");
 inline const QString RecoveredTimeFact = QStringLiteral("recovered_from_time");

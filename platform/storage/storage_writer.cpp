@@ -53,6 +53,7 @@ struct StorageWriter::Private
     SqliteStatement update;
     std::vector<EntryKind> kinds;
     std::size_t storedKinds = 0;
+    qint64 lastRow = 0;
     QString error;
 
     Outcome fail(const QString &what)
@@ -146,7 +147,7 @@ std::unique_ptr<StorageWriter> StorageWriter::Create(const QUrl &url, const Elem
         error = QStringLiteral("the file exists already");
         return nullptr;
     }
-    auto data = std::unique_ptr<Private>(new Private{options.path, uuids, {}, {}, {}, {}, {}, {}, 0, {}});
+    auto data = std::unique_ptr<Private>(new Private{options.path, uuids, {}, {}, {}, {}, {}, {}, 0, 0, {}});
     if (!data->lock.acquire(options.path)) {
         error = QStringLiteral("the file beside it that locks it cannot be made");
         return nullptr;
@@ -204,8 +205,11 @@ Outcome StorageWriter::append(const std::vector<StoredRow> &rows, const std::vec
             isDone = isDone && d->insertRow(row);
         return isDone;
     });
-    if (outcome == Outcome::Done)
-        d->storedKinds = d->kinds.size();
+    if (outcome != Outcome::Done)
+        return outcome;
+    d->storedKinds = d->kinds.size();
+    for (const StoredRow &row : rows)
+        d->lastRow = qMax(d->lastRow, row.id);
     return outcome;
 }
 
@@ -215,7 +219,8 @@ Outcome StorageWriter::close()
         const SqliteStatement statement(d->database, Schema::UpdateFact);
         statement.bindText(1, Schema::StateFact);
         statement.bindText(2, Schema::StateClosed);
-        return statement.isValid() && statement.step() == SqliteStatement::Step::Done;
+        return statement.isValid() && statement.step() == SqliteStatement::Step::Done &&
+               d->insertFact(Schema::LastRowFact, QString::number(d->lastRow));
     });
     if (outcome == Outcome::Busy)
         return outcome;

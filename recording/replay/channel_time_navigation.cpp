@@ -343,6 +343,11 @@ quint64 ChannelTimeNavigation::findPeriod(quint64 globalIndex) const
     return findFirst([globalIndex](const TimeRecord &record) { return record.globalIndex < globalIndex; });
 }
 
+quint64 ChannelTimeNavigation::findBlock(quint64 row) const
+{
+    return findFirst([row](const TimeRecord &record) { return record.block < row; });
+}
+
 QString ChannelTimeNavigation::toUuid(quint64 number) const
 {
     return m_elementKind == 0 ? QString() : m_reader->getUuids().toUuid({m_elementKind, qint64(number)});

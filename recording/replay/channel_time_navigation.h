@@ -57,6 +57,8 @@ public:
     quint64 findSecond(quint32 second) const;
     /// The first element of this period index or a later one; getCount() when there is none.
     quint64 findPeriod(quint64 globalIndex) const;
+    /// The first element whose block is stored in this row or a later one; getCount() when there is none.
+    quint64 findBlock(quint64 row) const;
 
     /// The uuid of an element, by which its period is known too.
     QString toUuid(quint64 number) const;

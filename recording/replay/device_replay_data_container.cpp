@@ -7,6 +7,7 @@
 #include "platform/storage/element_loader.h"
 #include "platform/storage/storages.h"
 #include "recording/replay/header_reader.h"
+#include "recording/replay/mark_reader.h"
 #include "recording/replay_file.h"
 
 #include <QFileInfo>
@@ -212,6 +213,11 @@ bool DeviceReplayDataContainer::extractHeaderInformation()
     return m_header != nullptr;
 }
 
+void DeviceReplayDataContainer::useEmptyHeader()
+{
+    m_header = std::make_shared<PdReplayHeaderV2>();
+}
+
 bool DeviceReplayDataContainer::listEntryLoaders()
 {
     using Type = PdReplayEntryLoader::Type;
@@ -242,27 +248,10 @@ bool DeviceReplayDataContainer::listEntryLoaders()
 bool DeviceReplayDataContainer::extractGlobalNavigationInformation(const ChannelReplayStatus &status,
                                                                    ChannelTimeNavigation &navigation) const
 {
-    std::vector<ChannelTimeNavigation::Mark> marks;
-    for (const int kind : m_reader->findKinds(TypeOf<PdGlobalNavigationElementV1>())) {
-        if (m_reader->getKind(kind)->recordSize != RecordSize)
-            return false;
-        for (const RowPlace &place : m_reader->listRows(kind)) {
-            StoredRow run;
-            if (m_reader->read(place.id, run) != StorageReader::Outcome::Found)
-                continue;
-            for (int at = 0; at + RecordSize <= run.data.size(); at += RecordSize) {
-                const GlobalRecord record = ReadGlobalRecord(run.data.constData() + at);
-                // Blocks have their time elements. What is the device's stands on the time line of one channel.
-                const bool isHere = record.channel == status.channel ||
-                                    (record.channel == DeviceItself && navigation.getElementKind() != 0 &&
-                                     record.elementKind == navigation.getElementKind());
-                if (isHere && record.type != PdGlobalNavigationType::PeriodBlock)
-                    marks.push_back(
-                        {record.type, record.element, m_reader->getUuids().toUuid({0, qint64(record.entry)})});
-            }
-        }
-    }
-    navigation.setMarks(std::move(marks));
+    auto marks = ReadMarks(*m_reader, status.channel, navigation);
+    if (!marks)
+        return false;
+    navigation.setMarks(std::move(*marks));
     return true;
 }
 

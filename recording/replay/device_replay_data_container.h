@@ -92,6 +92,8 @@ protected:
 
     /// Reads the header. False, with one log line, when there is none.
     bool extractHeaderInformation();
+    /// For a file whose header is lost.
+    void useEmptyHeader();
     /// Lists the loaders of the file.
     bool listEntryLoaders();
     /// Notes what the file-wide list ties to the channel's time line. False when the list cannot be read.

@@ -29,6 +29,24 @@ constexpr std::size_t MostRuns = 512;
 /// A file with more is none that an instrument made.
 constexpr int MostChannels = 1024;
 
+/// What is remarkable about a file that could be opened.
+QString describeOpening(const StorageMonitor &monitor)
+{
+    if (const auto recovery = monitor.getRecovery()) {
+        const QString state = recovery->wasClosed ? QStringLiteral("the recording is damaged")
+                                                  : QStringLiteral("the recording was not closed and is damaged");
+        return recovery->found > 0 ? QStringLiteral("%1: %2 of %3 entries came back, in \"%4\"")
+                                         .arg(state, QString::number(recovery->restored),
+                                              QString::number(recovery->found), recovery->path)
+                                   : QStringLiteral("%1; \"%2\" holds what came back").arg(state, recovery->path);
+    }
+    if (monitor.wasInterrupted())
+        return QStringLiteral("the recording was not closed; all of its entries are intact");
+    if (monitor.getReader()->getState() == StorageReader::State::BeingWritten)
+        return QStringLiteral("the recording is still being written");
+    return {};
+}
+
 } // namespace
 
 PdReplayFileLoader::PdReplayFileLoader(QObject *parent) : DeviceReplayDataContainer(parent) {}
@@ -75,22 +93,16 @@ bool PdReplayFileLoader::loadReplayFile()
             &DeviceReplayDataContainer::onStorageLoadStatusChanged, Qt::DirectConnection);
     if (!monitor->load())
         return fail(monitor->getError());
-    if (const auto recovery = monitor->getRecovery())
-        m_remark = recovery->found > 0
-                       ? QStringLiteral("the recording was not closed and is damaged: %1 of %2 entries came back, in "
-                                        "\"%3\"")
-                             .arg(recovery->restored)
-                             .arg(recovery->found)
-                             .arg(recovery->path)
-                       : QStringLiteral("the recording was not closed and is damaged; \"%1\" holds what came back")
-                             .arg(recovery->path);
-    else if (monitor->wasInterrupted())
-        m_remark = QStringLiteral("the recording was not closed; all of its entries are intact");
-    else if (getReader()->getState() == StorageReader::State::BeingWritten)
-        m_remark = QStringLiteral("the recording is still being written");
+    m_remark = describeOpening(*monitor);
     enterStage(LoadingStage::Header);
-    if (!extractHeaderInformation())
-        return fail(QStringLiteral("\"%1\" has no header that can be read").arg(path));
+    if (!extractHeaderInformation()) {
+        // The settings tell of the channels, and the rest is worth no less without it.
+        if (getReader()->findKinds(TypeOf<PeriodBlockV1>()).empty())
+            return fail(QStringLiteral("\"%1\" has no header that can be read").arg(path));
+        useEmptyHeader();
+        m_remark += (m_remark.isEmpty() ? QString() : QStringLiteral("; ")) +
+                    QStringLiteral("the header of the recording cannot be read");
+    }
     if (!advanceTo(1.0))
         return fail({});
     emit fileLoadingFinished();

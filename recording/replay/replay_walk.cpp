@@ -124,8 +124,10 @@ bool ReplayWalk::read(qint64 row, RecordedItem &item)
         item.index = quint64(stored.number);
         value = ParseRow(*m_reader, stored);
     });
-    if (outcome != StorageReader::Outcome::Found)
-        ++m_damaged;
+    if (outcome == StorageReader::Outcome::Missing)
+        ++m_losses.missing;
+    else if (outcome != StorageReader::Outcome::Found)
+        ++m_losses.damaged;
     item.row = row;
     item.entry = value ? DataEntryFromVariant(*value) : nullptr;
     return item.entry != nullptr;

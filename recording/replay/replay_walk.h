@@ -35,6 +35,13 @@ struct RecordedItem
     DataEntryConstPtr entry;
 };
 
+/// Rows of a recording that a reader went past.
+struct ReplayLosses
+{
+    quint64 damaged = 0;
+    quint64 missing = 0; ///< of a recovered recording, or one that was cut short
+};
+
 /// Everything of a recording in the order in which it came: settings before the blocks that they affect, scopes before
 /// the blocks of their periods.
 ///
@@ -60,8 +67,8 @@ public:
     bool next(RecordedItem &item);
     /// The part of the selection that has been walked, from 0 to 1.
     double getDone() const;
-    /// Rows that could not be read.
-    quint64 getDamagedCount() const { return m_damaged; }
+    /// What of it could not be read so far.
+    const ReplayLosses &getLosses() const { return m_losses; }
 
 private:
     struct Part
@@ -86,7 +93,7 @@ private:
     qint64 m_first = 1;
     qint64 m_next = 1;
     qint64 m_last = 0;
-    quint64 m_damaged = 0;
+    ReplayLosses m_losses;
 };
 
 } // namespace CommonNOX::Importer

@@ -5,6 +5,7 @@
 
 #include <limits>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 using namespace CommonNOX::Importer;
 using namespace RecordingTools;
@@ -15,6 +16,8 @@ namespace
 
 constexpr int Periods = 2600; // three runs of time elements
 constexpr int PeriodsOfBlock = 7;
+const QString NoHeader =
+    QStringLiteral("CommonNOX: PdReplayFileLoader::extractHeaderInformation() retrieved header entry is nullptr");
 
 class ReplayTest : public RecordingTest
 {
@@ -281,7 +284,7 @@ TEST_F(ReplayTest, AWalkKeepsTheOrderOfThings)
         EXPECT_EQ(periods, countUp(row.first, row.end - row.first));
         EXPECT_EQ(channels.count(1) > 0, row.hasSecond);
         EXPECT_TRUE(isGatingInTime);
-        EXPECT_EQ(walk.getDamagedCount(), 0u);
+        EXPECT_EQ(walk.getLosses().damaged + walk.getLosses().missing, 0u);
         EXPECT_DOUBLE_EQ(walk.getDone(), 1.0);
     }
 }
@@ -309,10 +312,51 @@ TEST_F(ReplayTest, EntriesAreListedByWhatTheyBelongTo)
     EXPECT_FALSE(wrong.load() || wrong.isValid());
 }
 
+TEST_F(ReplayTest, ALostHeaderCostsNothingElse)
+{
+    const QString path = recordTwoChannels();
+    change(path, "UPDATE entry SET checksum = 1 WHERE id = 1");
+    LogCatcher log;
+    open(path);
+    EXPECT_EQ(LogCatcher::take().count(NoHeader), 1);
+    EXPECT_EQ(loader->getRemark(), QStringLiteral("the header of the recording cannot be read"));
+    ASSERT_NE(loader->getHeader(), nullptr);
+    EXPECT_EQ(take(0), countUp(0, Periods));
+}
+
+TEST_F(ReplayTest, MarksComeBackFromTheOrderOfTheRowsWhereTheirListIsDamaged)
+{
+    const QString path = recordTwoChannels();
+    open(path);
+    std::vector<std::vector<std::pair<quint64, QString>>> places;
+    for (const bool isDamaged : {false, true}) {
+        if (isDamaged) {
+            change(path, "UPDATE entry SET checksum = 1 WHERE kind = (SELECT id FROM kind WHERE type LIKE "
+                         "'pd_global_navigation%')");
+            open(path);
+        }
+        for (const int channel : loader->getChannels()) {
+            auto &found = places.emplace_back();
+            for (const auto &mark : loader->getMarks(channel)) {
+                if (mark.type == PdGlobalNavigationType::Action || mark.type == PdGlobalNavigationType::VoltageScope)
+                    found.emplace_back(mark.element, mark.uuid);
+            }
+        }
+    }
+    ASSERT_EQ(places.size(), 4u);
+    EXPECT_FALSE(places[0].empty() || places[1].empty());
+    EXPECT_EQ(places[2], places[0]);
+    EXPECT_EQ(places[3], places[1]);
+}
+
 TEST_F(ReplayTest, WhatIsNoRecordingIsRefusedWithOneSentence)
 {
     const QString noHeader = recordTwoChannels();
-    change(noHeader, "UPDATE entry SET checksum = 1 WHERE id = 1");
+    change(noHeader, "DELETE FROM entry; UPDATE kind SET type = 'nothing'");
+    const QString pipe = pathOf("pipe");
+    ASSERT_EQ(::mkfifo(pipe.toUtf8().constData(), 0600), 0);
+    EXPECT_EQ(Storage::OpenStorage(pipe, folder.path()).error, QStringLiteral("\"%1\" is no file").arg(pipe));
+    EXPECT_EQ(Storage::RecoverStorage(pipe, pathOf("new")).error, QStringLiteral("\"%1\" is no file").arg(pipe));
     LogCatcher log;
     for (const QString &path : {noHeader, pathOf("missing.pdr"), folder.path()}) {
         LogCatcher::take();
@@ -321,9 +365,7 @@ TEST_F(ReplayTest, WhatIsNoRecordingIsRefusedWithOneSentence)
         EXPECT_FALSE(other.loadReplayFile());
         EXPECT_FALSE(other.getError().isEmpty());
         EXPECT_EQ(other.getLoadStatus(), ReplayFileStatus::Failed);
-        EXPECT_EQ(LogCatcher::take().count(QStringLiteral(
-                      "CommonNOX: PdReplayFileLoader::extractHeaderInformation() retrieved header entry is nullptr")),
-                  path == noHeader ? 1 : 0);
+        EXPECT_EQ(LogCatcher::take().count(NoHeader), path == noHeader ? 1 : 0);
         EXPECT_FALSE(other.buildReplayFileIndex());
     }
     PdReplayFileLoader cancelled;
