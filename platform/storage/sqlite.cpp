@@ -93,7 +93,9 @@ QString SqliteDatabase::getErrorText() const
 {
     const QString text = QString::fromUtf8(m_handle ? sqlite3_errmsg(m_handle) : sqlite3_errstr(m_openError));
     // What the system said tells a full disk from a broken one.
-    const int reason = m_handle && (getErrorCode() & 0xff) == SQLITE_IOERR ? sqlite3_system_errno(m_handle) : 0;
+    int reason = 0;
+    if (m_handle && getErrorCode() == SQLITE_IOERR)
+        sqlite3_file_control(m_handle, nullptr, SQLITE_FCNTL_LAST_ERRNO, &reason);
     return reason == 0 ? text : QStringLiteral("%1 (%2)").arg(text, QString::fromLocal8Bit(std::strerror(reason)));
 }
 
