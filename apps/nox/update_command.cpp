@@ -62,7 +62,8 @@ void addOptions(QCommandLineParser &parser)
     add("identity", "The private key to log in with.", "file");
     add("known-hosts", "Where host keys are looked up and stored. Default: known_hosts in the settings of nox.",
         "file");
-    add("password-file", "The first line is the password, or opens the private key.", "file");
+    add("password-file", "The first line opens the private key of --identity, or is the password where there is none.",
+        "file");
     add("device-class", "What the package's class is compared with.", "class");
     add("dac-enable-dummy-updates", "Accept test packages.");
     add("connect-timeout", "How long connecting may take. Default 10s.", "time");

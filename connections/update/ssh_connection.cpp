@@ -8,6 +8,8 @@
 #include "entries/log.h"
 #include "platform/visitors.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QSaveFile>
 #include <QThread>
 #include <QTimer>
@@ -25,6 +27,7 @@ namespace
 {
 
 constexpr int MaximumOutput = 1024 * 1024;
+constexpr int MaximumReason = 4096;
 constexpr milliseconds IdleKeepAlive{15'000};
 
 milliseconds configured(const Utilities::GuiContextVisitor &context, const QString &key, milliseconds standard)
@@ -225,33 +228,38 @@ bool SSHConnection::getFiles(const QVector<FileCopyDescription> &files)
 bool SSHConnection::fetch(const FileCopyDescription &file, QString &error)
 {
     const QByteArray path = QuotePathForShell(file.source);
-    QSaveFile target(file.destination);
+    const QFileInfo place(file.destination);
+    const bool isFolder = place.isDir() || file.destination.endsWith(QLatin1Char('/'));
+    QSaveFile target(isFolder ? QDir(file.destination).filePath(QFileInfo(file.source).fileName()) : file.destination);
     if (path.isEmpty() || !target.open(QIODevice::WriteOnly)) {
         error = path.isEmpty() ? QStringLiteral("it has no name") : target.errorString();
         return false;
     }
     FileDigest digest;
     QByteArray reason;
+    bool isWritten = true;
     const auto take = [&](const char *bytes, int count) {
         digest.add(bytes, std::size_t(count));
-        target.write(bytes, count);
+        isWritten = isWritten && target.write(bytes, count) == count;
     };
-    const auto complain = [&](const char *bytes, int count) { reason.append(bytes, std::min(count, 4096)); };
+    const auto complain = [&](const char *bytes, int count) {
+        reason.append(bytes, std::min(count, MaximumReason - reason.size()));
+    };
     const auto status =
         RunSshCommand(d->link, {"exec sh -s", "exec cat -- " + path + '\n', d->limits.command, take, complain}, error);
     if (!status)
         return false;
     if (*status != 0) {
-        error = QString::fromUtf8(reason.left(4096)).simplified();
+        error = QString::fromUtf8(reason).simplified();
         return false;
     }
     const auto sums = ReadRemoteDigests(d->link, {file.source}, error);
     if (!sums)
         return false;
-    error = target.errorString();
-    if (sums->first() == digest.hexadecimal())
-        return target.commit();
-    error = QStringLiteral("it did not arrive as it is there");
+    const bool isWhole = sums->first() == digest.hexadecimal();
+    if (isWhole && isWritten && target.commit())
+        return true;
+    error = isWhole ? target.errorString() : QStringLiteral("it did not arrive as it is there");
     return false;
 }
 

@@ -39,10 +39,10 @@ class NOX_EXPORT SSHConnection : public QObject
 public:
     using ReaderConstPtr = std::shared_ptr<const Shared::GuiContexts::ReaderInterface>;
 
-    /// `identityFile` is a private key, decrypted by `password` where need be; empty for none. The agent is asked as
-    /// well where SSH_AUTH_SOCK names one; `password` comes last. `knownHostsFile` is the only file that host keys are
-    /// looked up in. The limits below are read from the reader's context, in ms: "ssh_connect_timeout",
-    /// "ssh_stall_timeout", "ssh_command_timeout".
+    /// `identityFile` is a private key, which `password` opens where need be; empty for none. The agent is asked as
+    /// well where SSH_AUTH_SOCK names one. Without an identity `password` comes last; with one it is never sent.
+    /// `knownHostsFile` is the only file that host keys are looked up in. The limits below are read from the reader's
+    /// context, in ms: "ssh_connect_timeout", "ssh_stall_timeout", "ssh_command_timeout".
     SSHConnection(const ReaderConstPtr &reader, const QString &host, const QString &user, const QString &password,
                   const QString &identityFile, const QString &knownHostsFile, unsigned short port = 22,
                   QObject *parent = nullptr);

@@ -2,6 +2,9 @@
 
 #include "connections/update/ssh_socket_p.h"
 
+#include <QFile>
+#include <QFileInfo>
+
 #include <libssh/libssh.h>
 #include <unistd.h>
 
@@ -38,23 +41,34 @@ bool SshLink::open(const SshEndpoint &endpoint, const SshLimits &limits, QString
     close();
     m_limits = limits;
     m_isHostKeyUnknown = false;
-    const QString place = QStringLiteral("%1:%2").arg(endpoint.host).arg(endpoint.port);
-    const int socket = ConnectSocket(endpoint.host, endpoint.port, limits.connect, m_isCancelled, error);
+    const QString place = QStringLiteral("%1:%2").arg(endpoint.host, QString::number(endpoint.port));
+    const auto deadline = std::chrono::steady_clock::now() + limits.connect;
+    SshKey identity;
+    error = readIdentity(endpoint, identity);
+    if (!error.isEmpty())
+        return false;
+    const int socket = ConnectSocket(endpoint.host, endpoint.port, deadline, m_isCancelled, error);
     if (socket < 0) {
+        if (m_isCancelled.load())
+            error = QStringLiteral("cancelled");
         error = QStringLiteral("cannot connect to %1: %2").arg(place, error);
         return false;
     }
     m_watchdog.setSocket(socket);
     m_session = ssh_new();
     int handle = socket;
-    // The session closes the socket from here on.
     if (!m_session || ssh_options_set(m_session, SSH_OPTIONS_FD, &handle) != SSH_OK) {
         ::close(socket);
         close();
         error = QStringLiteral("there is no memory for a session");
         return false;
     }
-    error = setOptions(endpoint) ? handShake(endpoint) : failure();
+    error = setOptions(endpoint);
+    // A session that was not connected yet leaves it open.
+    if (!error.isEmpty())
+        ::close(socket);
+    else
+        error = handShake(endpoint, identity.get(), deadline);
     if (error.isEmpty())
         return true;
     error = QStringLiteral("%1: %2").arg(place, error);
@@ -62,7 +76,8 @@ bool SshLink::open(const SshEndpoint &endpoint, const SshLimits &limits, QString
     return false;
 }
 
-bool SshLink::setOptions(const SshEndpoint &endpoint)
+/// A clause when one of them is not accepted.
+QString SshLink::setOptions(const SshEndpoint &endpoint)
 {
     const bool readsConfiguration = false;
     const int on = 1;
@@ -71,24 +86,35 @@ bool SshLink::setOptions(const SshEndpoint &endpoint)
     const auto set = [this](ssh_options_e option, const void *value) {
         return ssh_options_set(m_session, option, value) == SSH_OK;
     };
+    // The library takes a per cent sign for the start of a placeholder, in a path too.
+    const QByteArray knownHosts =
+        QFile::encodeName(QFileInfo(endpoint.knownHostsFile).absoluteFilePath()).replace('%', "%%");
     // Only the files named here count, whatever the user or the machine has configured for other programs.
-    return set(SSH_OPTIONS_PROCESS_CONFIG, &readsConfiguration) &&
-           set(SSH_OPTIONS_HOST, endpoint.host.toUtf8().constData()) && set(SSH_OPTIONS_PORT, &port) &&
-           set(SSH_OPTIONS_USER, endpoint.user.toUtf8().constData()) &&
-           set(SSH_OPTIONS_KNOWNHOSTS, endpoint.knownHostsFile.toLocal8Bit().constData()) &&
-           set(SSH_OPTIONS_GLOBAL_KNOWNHOSTS, "/dev/null") && set(SSH_OPTIONS_NODELAY, &on) &&
-           set(SSH_OPTIONS_TIMEOUT, &timeout) && set(SSH_OPTIONS_CIPHERS_C_S, Ciphers) &&
-           set(SSH_OPTIONS_CIPHERS_S_C, Ciphers);
+    if (!set(SSH_OPTIONS_PROCESS_CONFIG, &readsConfiguration) || !set(SSH_OPTIONS_PORT, &port) ||
+        !set(SSH_OPTIONS_GLOBAL_KNOWNHOSTS, "/dev/null") || !set(SSH_OPTIONS_NODELAY, &on) ||
+        !set(SSH_OPTIONS_TIMEOUT, &timeout) || !set(SSH_OPTIONS_CIPHERS_C_S, Ciphers) ||
+        !set(SSH_OPTIONS_CIPHERS_S_C, Ciphers))
+        return failure();
+    if (!set(SSH_OPTIONS_HOST, endpoint.host.toUtf8().constData()))
+        return QStringLiteral("the secure shell does not accept this name of a host");
+    if (!set(SSH_OPTIONS_USER, endpoint.user.toUtf8().constData()))
+        return QStringLiteral("the secure shell does not accept the user %1").arg(endpoint.user);
+    if (!set(SSH_OPTIONS_KNOWNHOSTS, knownHosts.constData()))
+        return QStringLiteral("the secure shell does not accept the path %1").arg(endpoint.knownHostsFile);
+    return {};
 }
 
-QString SshLink::handShake(const SshEndpoint &endpoint)
+QString SshLink::handShake(const SshEndpoint &endpoint, ssh_key identity,
+                           std::chrono::steady_clock::time_point deadline)
 {
     m_limits.stall = std::max(m_limits.stall, std::chrono::milliseconds(1));
-    const SshWork work(*this, m_limits.connect);
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    const SshWork work(*this, std::max(left, std::chrono::milliseconds(1)));
     if (ssh_connect(m_session) != SSH_OK)
         return failure();
     const QString refusal = checkHostKey(endpoint);
-    return refusal.isEmpty() ? logIn(endpoint) : refusal;
+    return refusal.isEmpty() ? logIn(endpoint, identity) : refusal;
 }
 
 void SshLink::close()

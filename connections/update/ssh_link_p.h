@@ -10,6 +10,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <memory>
 
 namespace CommonNOX::Connections
 {
@@ -25,9 +26,15 @@ struct SshEndpoint
     bool acceptsNewHostKey = false;
 };
 
+struct SshKeyFree
+{
+    void operator()(ssh_key key) const { ssh_key_free(key); }
+};
+using SshKey = std::unique_ptr<std::remove_pointer_t<ssh_key>, SshKeyFree>;
+
 struct SshLimits
 {
-    std::chrono::milliseconds connect{10'000}; ///< until the user is logged in
+    std::chrono::milliseconds connect{10'000}; ///< until the user is logged in, the look-up of the name included
     std::chrono::milliseconds stall{30'000};   ///< without progress
     std::chrono::milliseconds command{30 * 60'000};
 };
@@ -64,10 +71,13 @@ public:
     bool isHostKeyUnknown() const { return m_isHostKeyUnknown; }
 
 private:
-    bool setOptions(const SshEndpoint &endpoint);
-    QString handShake(const SshEndpoint &endpoint);
+    // Each gives a clause when it fails.
+    static QString readIdentity(const SshEndpoint &endpoint, SshKey &identity);
+    QString setOptions(const SshEndpoint &endpoint);
+    QString handShake(const SshEndpoint &endpoint, ssh_key identity, std::chrono::steady_clock::time_point deadline);
     QString checkHostKey(const SshEndpoint &endpoint);
-    QString logIn(const SshEndpoint &endpoint);
+    QString logIn(const SshEndpoint &endpoint, ssh_key identity);
+    int askAgent();
 
     ssh_session m_session = nullptr;
     SshLimits m_limits;

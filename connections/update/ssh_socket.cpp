@@ -1,14 +1,19 @@
 #include "connections/update/ssh_socket_p.h"
 
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
 #include <fcntl.h>
+#include <limits>
 #include <memory>
+#include <mutex>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
 #include <unistd.h>
 
 namespace CommonNOX::Connections
@@ -47,6 +52,57 @@ int waitUntilConnected(int socket, Clock::time_point deadline, const std::atomic
     return ECANCELED;
 }
 
+/// What a look-up that goes on is told by; no code of the system's.
+constexpr int StillLooking = std::numeric_limits<int>::max();
+
+/// Looks a name up in a thread of its own, which the system's way to do so may keep for minutes: whoever waits need
+/// not wait for that.
+class LookUp : public std::enable_shared_from_this<LookUp>
+{
+public:
+    LookUp() = default;
+    LookUp(const LookUp &) = delete;
+    LookUp &operator=(const LookUp &) = delete;
+    ~LookUp()
+    {
+        if (m_found)
+            freeaddrinfo(m_found);
+    }
+
+    void start(const QByteArray &host, const QByteArray &port)
+    {
+        std::thread([self = shared_from_this(), host, port] {
+            addrinfo hints{};
+            hints.ai_socktype = SOCK_STREAM;
+            hints.ai_flags = AI_NUMERICSERV;
+            addrinfo *found = nullptr;
+            const int status = getaddrinfo(host.constData(), port.constData(), &hints, &found);
+            const std::lock_guard guard(self->m_mutex);
+            self->m_found = found;
+            self->m_status = status;
+            self->m_changed.notify_all();
+        }).detach();
+    }
+
+    /// 0, the system's code, or StillLooking.
+    int wait(Clock::time_point deadline, const std::atomic<bool> &isCancelled)
+    {
+        std::unique_lock guard(m_mutex);
+        while (m_status == StillLooking && !isCancelled.load() && Clock::now() < deadline)
+            m_changed.wait_for(guard, std::chrono::milliseconds(SliceMs));
+        return m_status;
+    }
+
+    /// After a wait that gave 0.
+    const addrinfo *getFirst() const { return m_found; }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    addrinfo *m_found = nullptr;
+    int m_status = StillLooking;
+};
+
 int connectTo(const addrinfo &address, Clock::time_point deadline, const std::atomic<bool> &isCancelled, int &reason)
 {
     const int socket = ::socket(address.ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
@@ -68,28 +124,44 @@ int connectTo(const addrinfo &address, Clock::time_point deadline, const std::at
 
 } // namespace
 
-int ConnectSocket(const QString &host, quint16 port, std::chrono::milliseconds limit,
-                  const std::atomic<bool> &isCancelled, QString &error)
+int ConnectSocket(const QString &host, quint16 port, Clock::time_point deadline, const std::atomic<bool> &isCancelled,
+                  QString &error)
 {
-    const Clock::time_point deadline = Clock::now() + limit;
-    addrinfo hints{};
-    hints.ai_socktype = SOCK_STREAM;
-    hints.ai_flags = AI_NUMERICSERV;
-    addrinfo *found = nullptr;
-    const int status = getaddrinfo(host.toUtf8().constData(), QByteArray::number(port).constData(), &hints, &found);
+    const auto lookUp = std::make_shared<LookUp>();
+    lookUp->start(host.toUtf8(), QByteArray::number(port));
+    const int status = lookUp->wait(deadline, isCancelled);
     if (status != 0) {
-        error = QString::fromLocal8Bit(gai_strerror(status));
+        error = status == StillLooking ? QStringLiteral("its name is not found in time")
+                                       : QString::fromLocal8Bit(gai_strerror(status));
         return -1;
     }
-    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> addresses(found, &freeaddrinfo);
     int reason = 0;
-    for (const addrinfo *address = addresses.get(); address; address = address->ai_next) {
+    for (const addrinfo *address = lookUp->getFirst(); address; address = address->ai_next) {
         const int socket = connectTo(*address, deadline, isCancelled, reason);
         if (socket >= 0)
             return socket;
     }
     error = systemReason(reason);
     return -1;
+}
+
+int ConnectAgent()
+{
+    const QByteArray path = qgetenv("SSH_AUTH_SOCK");
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.isEmpty() || std::size_t(path.size()) >= sizeof(address.sun_path))
+        return -1;
+    std::memcpy(address.sun_path, path.constData(), std::size_t(path.size()));
+    // One that takes no more calls would keep a blocking socket waiting.
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (socket >= 0 && connect(socket, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0) {
+        close(socket);
+        return -1;
+    }
+    if (socket >= 0)
+        fcntl(socket, F_SETFL, fcntl(socket, F_GETFL) & ~O_NONBLOCK);
+    return socket;
 }
 
 } // namespace CommonNOX::Connections

@@ -18,20 +18,33 @@ SshWatchdog::~SshWatchdog()
     }
     m_changed.notify_all();
     m_thread.join();
-    if (m_socket >= 0)
-        close(m_socket);
+    for (const int socket : m_sockets)
+        close(socket);
 }
 
 void SshWatchdog::setSocket(int socket)
 {
     const std::lock_guard guard(m_mutex);
-    if (m_socket >= 0)
-        close(m_socket);
-    // A duplicate, as the number of a closed socket soon means something else.
-    m_socket = socket >= 0 ? dup(socket) : -1;
+    for (const int old : m_sockets)
+        close(old);
+    m_sockets.clear();
+    watch(socket);
     m_isExpecting = false;
     m_interruption = Clock::time_point::max();
     m_hasFired = false;
+}
+
+void SshWatchdog::addSocket(int socket)
+{
+    const std::lock_guard guard(m_mutex);
+    watch(socket);
+}
+
+void SshWatchdog::watch(int socket)
+{
+    // A duplicate, as the number of a closed socket soon means something else.
+    if (const int own = socket >= 0 ? dup(socket) : -1; own >= 0)
+        m_sockets.push_back(own);
 }
 
 void SshWatchdog::expect(std::chrono::milliseconds limit)
@@ -84,8 +97,8 @@ void SshWatchdog::run()
             // An interruption is the wish of somebody, no fault of the peer.
             m_hasFired = due != m_interruption;
             m_isExpecting = false;
-            if (m_socket >= 0)
-                shutdown(m_socket, SHUT_RDWR);
+            for (const int socket : m_sockets)
+                shutdown(socket, SHUT_RDWR);
         }
     }
 }

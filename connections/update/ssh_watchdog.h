@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace CommonNOX::Connections
 {
@@ -14,7 +15,7 @@ namespace CommonNOX::Connections
 /// Shuts a socket down when whoever uses it makes no progress, so that a call which waits on it returns.
 ///
 /// A frozen peer leaves calls waiting that have no time limit of their own. The watchdog has a thread of its own, which
-/// its destructor joins, and its own handle of the socket. `note` and `interrupt` may be called from any thread, the
+/// its destructor joins, and its own handles of the sockets. `note` and `interrupt` may be called from any thread, the
 /// others by the user of the socket.
 class NOX_EXPORT SshWatchdog
 {
@@ -26,6 +27,8 @@ public:
 
     /// Watches this socket until the next call; -1 for none. Forgets what happened to the socket before.
     void setSocket(int socket);
+    /// Shuts this one down as well, from now on until the next setSocket().
+    void addSocket(int socket);
     /// From now on progress is expected each `limit`; none is expected after `rest`.
     void expect(std::chrono::milliseconds limit);
     void rest();
@@ -42,11 +45,12 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void run();
+    void watch(int socket);
     Clock::time_point deadline() const;
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    int m_socket = -1;
+    std::vector<int> m_sockets;
     bool m_isExpecting = false;
     bool m_isEnding = false;
     Clock::duration m_limit{};

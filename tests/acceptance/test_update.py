@@ -3,6 +3,7 @@ import json
 import os
 import shutil
 import signal
+import socket
 import subprocess
 import tarfile
 import tempfile
@@ -54,8 +55,8 @@ class Device(unittest.TestCase):
         return ["update", url or self.server.url, str(package or self.package), "--identity", self.folder / key,
                 "--known-hosts", self.folder / "known_hosts", "--stall-timeout", str(LIMIT), *more]
 
-    def update(self, *more, **changes):
-        return nox.run(*self.words(*more, **changes), SSH_AUTH_SOCK="")
+    def update(self, *more, agent="", **changes):
+        return nox.run(*self.words(*more, **changes), SSH_AUTH_SOCK=agent)
 
     def start_update(self, *more):
         process = subprocess.Popen([nox.program(), *map(str, self.words(*more))], stdin=subprocess.DEVNULL,
@@ -160,6 +161,10 @@ class Updates(Device):
         self.assert_updated(self.update("--accept-new-host-key"))
         self.write_manifest(conditions={})
         self.assert_updated(self.update())
+        strange = self.folder / "100%h ~"
+        strange.mkdir()
+        (self.folder / "known_hosts").rename(strange / "known_hosts")
+        self.assert_updated(self.update("--known-hosts", strange / "known_hosts"))
 
     def test_an_instrument_announces_its_new_version(self):
         with Instrument.simulated("--version-file", self.device / "version") as instrument:
@@ -224,6 +229,34 @@ class Faults(Device):
                 self.server.start(host_key)
                 self.assert_refused(self.update("--accept-new-host-key"), sentence)
         self.assert_can_be_updated_now()
+
+    def test_revoked_host_keys(self):
+        kind, key = (self.folder / "host.pub").read_text().split()[:2]
+        for known in "", (self.folder / "known_hosts").read_text():
+            (self.folder / "known_hosts").write_text(f"{known}@revoked * {kind} {key}\n")
+            self.assert_refused(self.update("--accept-new-host-key"), "host key .* is revoked; nothing was sent")
+
+    def test_identities_that_need_a_password(self):
+        (self.folder / "secret").write_text("much secret\n")
+        (self.folder / "wrong").write_text("nothing\n")
+        for form in "PEM", "RFC4716":
+            with self.subTest(form):
+                key = self.folder / form
+                subprocess.run(["ssh-keygen", "-q", "-t", "rsa", "-m", form, "-N", "much secret", "-f", key], check=True)
+                shutil.copy(f"{key}.pub", self.folder / "user.pub")
+                self.assert_refused(self.update(key=form), "needs a password")
+                self.assert_refused(self.update("--password-file", self.folder / "wrong", key=form), "cannot be read")
+                self.put_old()
+                self.assert_updated(self.update("--password-file", self.folder / "secret", key=form))
+
+    def test_an_agent_that_does_not_answer(self):
+        with socket.socket(socket.AF_UNIX) as agent:
+            agent.bind(str(self.folder / "agent"))
+            agent.listen()
+            start = time.monotonic()
+            self.assert_refused(self.update("--connect-timeout", "1s", agent=self.folder / "agent", key="stranger"),
+                                "the agent did not answer in time")
+            self.assertLessEqual(time.monotonic() - start, 3)
 
     def test_no_server(self):
         self.server.stop()
