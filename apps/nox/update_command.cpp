@@ -221,6 +221,8 @@ void UpdateRun::carryOut(const std::function<void()> &work)
             m_worker->cancel();
     });
     interruptions.start(TickMs);
+    if (NoxHost::isInterrupted())
+        m_worker->cancel();
     QMetaObject::invokeMethod(m_worker, [&work] {
         work();
         QMetaObject::invokeMethod(QCoreApplication::instance(), &QCoreApplication::quit, Qt::QueuedConnection);
@@ -233,7 +235,7 @@ int UpdateRun::check()
     std::optional<DeviceUpdateContext> context;
     QString error;
     carryOut([&] {
-        context = m_worker->readContext(m_plan.packages);
+        context = m_worker->readContext(m_plan.packages.first());
         error = m_worker->getError();
     });
     if (!context) {
@@ -247,6 +249,8 @@ int UpdateRun::check()
     QString reason;
     const bool applies = manifest.checkForUpdateWithContext(*context, &reason);
     const QString target = manifest.getTargetVersion();
+    if (context->isUnderWay)
+        std::printf("an update by this package was interrupted and goes on, whatever its conditions say\n");
     if (applies)
         std::printf("applies%s%s\n", target.isEmpty() ? "" : ", to version ", qUtf8Printable(toOneLine(target)));
     else

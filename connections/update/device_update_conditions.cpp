@@ -76,7 +76,7 @@ bool DeviceUpdateManifest::checkForUpdateWithContext(const DeviceUpdateContext &
     } else if (!m_deviceClass.isEmpty() && !context.deviceClass.isEmpty() && m_deviceClass != context.deviceClass) {
         found = QStringLiteral("it is for devices of class \"%1\", not \"%2\"")
                     .arg(shown(m_deviceClass), shown(context.deviceClass));
-    } else {
+    } else if (!context.isUnderWay) {
         const QVector<ConditionResult> results = examine(context);
         for (const ConditionResult &result : results) {
             if (result.holds)
@@ -91,6 +91,9 @@ bool DeviceUpdateManifest::checkForUpdateWithContext(const DeviceUpdateContext &
             break;
         }
     }
+    if (!found.isEmpty())
+        qCInfo(libraryLog).noquote().nospace()
+            << "DeviceUpdateManifest::checkForUpdateWithContext() does not apply: " << found;
     if (reason)
         *reason = found;
     return found.isEmpty();

@@ -23,6 +23,9 @@ struct DeviceUpdateContext
     /// Compared with the manifest's where both are given.
     QString deviceClass;
     bool acceptsDummies = false;
+    /// An update by this very package was interrupted: what it has changed by then must not keep it from going on, so
+    /// that conditions do not count.
+    bool isUnderWay = false;
 };
 
 /// The description of an update package: when it applies to a device, and what is to be done there. A plain value.
@@ -91,7 +94,7 @@ public:
     /// One result a condition.
     QVector<ConditionResult> examine(const DeviceUpdateContext &context) const;
     /// Whether class, dummy mark and every condition admit the update; the first that does not is logged, and told in
-    /// @p reason.
+    /// @p reason. Of an update that is under way only class and dummy mark count.
     bool checkForUpdateWithContext(const DeviceUpdateContext &context, QString *reason = nullptr) const;
 
 private:

@@ -4,10 +4,10 @@
 #include "entries/log.h"
 #include "platform/visitors.h"
 
-#include <QRegularExpression>
 #include <QThread>
 
 #include <algorithm>
+#include <utility>
 
 namespace CommonNOX::Devices
 {
@@ -22,12 +22,39 @@ constexpr int Whole = 100;
 /// How much of a failed command's output a message repeats.
 constexpr int ShownOutput = 400;
 
+/// A hidden file on the device, beside the one that tells its version, that stands there while an update by a package
+/// is under way. Its name tells the package.
+struct UpdateMark
+{
+    static inline const QString Prefix = QStringLiteral(".nox-update-");
+
+    QString folder;
+    QString name;
+
+    QString path() const { return folder + QLatin1Char('/') + name; }
+};
+
+UpdateMark markOf(const UpdatePackage &package)
+{
+    constexpr int DigitsOfName = 32;
+    const QString path = package.getManifest().getPrimaryPath();
+    const int slash = path.lastIndexOf(QLatin1Char('/'));
+    return {slash < 0 ? QStringLiteral(".") : path.left(std::max(slash, 1)),
+            UpdateMark::Prefix + package.getManifestDigest().left(DigitsOfName)};
+}
+
 /// The end of what a command wrote, where programs tell what was wrong.
 QString lastWords(const Connections::SSHCommandResult &result)
 {
     const QString all = result.errorOutput.trimmed().isEmpty() ? result.output : result.errorOutput;
     const QString words = all.simplified();
     return words.isEmpty() ? QStringLiteral("it wrote nothing") : words.right(ShownOutput);
+}
+
+DeviceUpdateContext contextOf(const DeviceUpdateWorker::Package &package, DeviceUpdateContext context)
+{
+    context.isUnderWay = context.versions.contains(markOf(*package).path());
+    return context;
 }
 
 bool acceptsDummies(const DeviceUpdateWorker::ReaderConstPtr &reader)
@@ -38,37 +65,6 @@ bool acceptsDummies(const DeviceUpdateWorker::ReaderConstPtr &reader)
 }
 
 } // namespace
-
-QString DescribeUpdateStep(const UpdateStep &step)
-{
-    switch (step.kind) {
-    case UpdateStep::Kind::PreCommand:
-    case UpdateStep::Kind::PostCommand:
-        return QStringLiteral("run: ") + QString(step.command).replace(QLatin1Char('\n'), QLatin1String("\\n"));
-    case UpdateStep::Kind::PreparationCopy:
-        return QStringLiteral("prepare: %1 to %2").arg(step.file.source, step.file.destination);
-    case UpdateStep::Kind::Copy:
-        break;
-    }
-    return QStringLiteral("copy: %1 to %2").arg(step.file.source, step.file.destination);
-}
-
-int ReadProgressLine(const QString &line)
-{
-    static const QRegularExpression percentage(QStringLiteral("(?<![\\d.])([0-9]{1,3})(?:\\.[0-9]+)? ?%$"));
-    static const QRegularExpression count(QStringLiteral("^([0-9]{1,9})/([0-9]{1,9})$"));
-    const QString text = line.trimmed();
-    if (const auto match = percentage.match(text); match.hasMatch()) {
-        const int percent = match.captured(1).toInt();
-        return percent <= Whole ? percent : -1;
-    }
-    if (const auto match = count.match(text); match.hasMatch()) {
-        const qint64 done = match.captured(1).toLongLong();
-        const qint64 all = match.captured(2).toLongLong();
-        return all > 0 && done <= all ? int(done * Whole / all) : -1;
-    }
-    return -1;
-}
 
 DeviceUpdateWorker::DeviceUpdateWorker(const ReaderConstPtr &reader, QObject *parent)
     : QObject(parent), m_reader(reader)
@@ -99,32 +95,6 @@ void DeviceUpdateWorker::setDeviceClass(const QString &deviceClass)
     m_deviceClass = deviceClass;
 }
 
-QVector<UpdateStep> DeviceUpdateWorker::MakeSteps(const UpdatePackage &package, QString &error)
-{
-    const DeviceUpdateManifest &manifest = package.getManifest();
-    QVector<UpdateStep> steps;
-    for (const QString &command : manifest.getPreCommands())
-        steps.append({UpdateStep::Kind::PreCommand, command, {}});
-    for (const bool isPreparation : {true, false}) {
-        for (FileCopyDescription file : manifest.getCopyFileDescriptions()) {
-            if (file.prepare != isPreparation)
-                continue;
-            const QString name = file.source;
-            file.source = package.resolve(name, error);
-            if (file.source.isEmpty())
-                return {};
-            // Links inside a package may give a file another name than its source has.
-            if (file.destination.endsWith(QLatin1Char('/')))
-                file.destination += name.mid(name.lastIndexOf(QLatin1Char('/')) + 1);
-            steps.append({isPreparation ? UpdateStep::Kind::PreparationCopy : UpdateStep::Kind::Copy, {}, file});
-        }
-    }
-    for (const QString &command : manifest.getPostCommands())
-        steps.append({UpdateStep::Kind::PostCommand, command, {}});
-    error.clear();
-    return steps;
-}
-
 bool DeviceUpdateWorker::isReady()
 {
     m_error.clear();
@@ -144,20 +114,26 @@ bool DeviceUpdateWorker::isReady()
     return m_error.isEmpty();
 }
 
+std::optional<DeviceUpdateContext> DeviceUpdateWorker::readContext(const Package &package)
+{
+    const auto context = readContext(QVector<Package>{package});
+    return context ? std::optional(contextOf(package, *context)) : std::nullopt;
+}
+
 std::optional<DeviceUpdateContext> DeviceUpdateWorker::readContext(const QVector<Package> &packages)
 {
     if (!isReady())
         return std::nullopt;
     QStringList paths;
     for (const Package &package : packages)
-        paths += package->getManifest().getVersionPaths();
+        paths += package->getManifest().getVersionPaths() << markOf(*package).path();
     paths.removeDuplicates();
     const auto versions = m_connection->readFirstLines(paths);
     if (!versions) {
         m_error = m_connection->getError();
         return std::nullopt;
     }
-    return DeviceUpdateContext{*versions, m_deviceClass, acceptsDummies(m_reader)};
+    return DeviceUpdateContext{*versions, m_deviceClass, acceptsDummies(m_reader), false};
 }
 
 DeviceUpdateWorker::Package DeviceUpdateWorker::checkForUpdate(const QVector<Package> &packages, QString *reason)
@@ -177,8 +153,12 @@ DeviceUpdateWorker::Package DeviceUpdateWorker::checkForUpdate(const QVector<Pac
     QStringList reasons;
     for (const Package &package : qAsConst(sorted)) {
         QString why;
-        if (package->getManifest().checkForUpdateWithContext(*context, &why))
+        const DeviceUpdateContext own = contextOf(package, *context);
+        if (package->getManifest().checkForUpdateWithContext(own, &why)) {
+            if (own.isUnderWay)
+                qCInfo(libraryLog, "DeviceUpdateWorker::checkForUpdate() an update that was interrupted goes on");
             return package;
+        }
         reasons.append(sorted.size() > 1 ? package->getName() + QStringLiteral(": ") + why : why);
     }
     if (reason)
@@ -203,24 +183,46 @@ DeviceUpdateWorker::Outcome DeviceUpdateWorker::update(const Package &package)
         return m_error.isEmpty() ? end(Outcome::NotApplicable, reason) : fail(m_error);
 
     m_steps = steps;
+    if (!carryOutSteps(*package))
+        return fail(m_error);
+    const QString result = checkTarget(package->getManifest());
+    if (result.isEmpty())
+        return fail(m_error);
+    // Also of packages that were given up for this one.
+    if (m_connection->isConnected())
+        m_connection->removeFiles(markOf(*package).folder, UpdateMark::Prefix);
+    handleProgress(m_steps.size() - 1, Whole);
+    return end(Outcome::Updated, result);
+}
+
+bool DeviceUpdateWorker::carryOutSteps(const UpdatePackage &package)
+{
+    bool wasMarked = false;
     for (int step = 0; step < m_steps.size();) {
-        if (m_isCancelled)
-            return fail(QStringLiteral("cancelled"));
+        if (m_isCancelled) {
+            m_error = QStringLiteral("cancelled");
+            return false;
+        }
+        // Commands of preparation leave the versions alone. Where it cannot be written, as in a folder for reading
+        // only, an update that was interrupted late may be refused by its conditions.
+        if (m_steps[step].kind != UpdateStep::Kind::PreCommand && !std::exchange(wasMarked, true)) {
+            const UpdateMark mark = markOf(package);
+            m_connection->makeFile(mark.folder, mark.name);
+        }
         int next = step + 1;
         if (!m_steps[step].isCommand()) {
             // Files of one kind go together, which saves the device most of the questions about single ones.
             while (next < m_steps.size() && m_steps[next].kind == m_steps[step].kind)
                 ++next;
         }
-        if (!(m_steps[step].isCommand() ? runCommand(step) : copyFiles(step, next)))
-            return fail(QStringLiteral("step %1 of %2, %3").arg(m_step + 1).arg(m_steps.size()).arg(m_error));
+        if (!(m_steps[step].isCommand() ? runCommand(step) : copyFiles(step, next))) {
+            m_error = QStringLiteral("step %1 of %2, %3")
+                          .arg(QString::number(m_step + 1), QString::number(m_steps.size()), m_error);
+            return false;
+        }
         step = next;
     }
-    if (!checkTarget(package->getManifest()))
-        return fail(m_error);
-    handleProgress(m_steps.size() - 1, Whole);
-    return end(Outcome::Updated, m_steps.isEmpty() ? QStringLiteral("the package has nothing to do")
-                                                   : QStringLiteral("the device is updated"));
+    return true;
 }
 
 DeviceUpdateWorker::Outcome DeviceUpdateWorker::end(Outcome outcome, const QString &message)
@@ -248,9 +250,7 @@ bool DeviceUpdateWorker::runCommand(int step)
         m_error = QStringLiteral("the command \"%1\" did not end: %2").arg(command, result.error);
     else if (result.exitStatus != 0)
         m_error = QStringLiteral("the command \"%1\" failed with status %2: %3")
-                      .arg(command)
-                      .arg(result.exitStatus)
-                      .arg(lastWords(result));
+                      .arg(command, QString::number(result.exitStatus), lastWords(result));
     else
         handleProgress(step, Whole);
     return result.isOk();
@@ -274,22 +274,31 @@ bool DeviceUpdateWorker::copyFiles(int first, int end)
     return isSent;
 }
 
-/// A device that restarts by then cannot be asked, which is no failure.
-bool DeviceUpdateWorker::checkTarget(const DeviceUpdateManifest &manifest)
+QString DeviceUpdateWorker::checkTarget(const DeviceUpdateManifest &manifest)
 {
-    const auto target = DeviceUpdateManifest::ParseVersion(manifest.getTargetVersion());
-    if (!target || m_steps.isEmpty() || !m_connection->isConnected())
-        return true;
-    const auto lines = m_connection->readFirstLines({manifest.getPrimaryPath()});
-    if (!lines)
-        return true;
-    const QString told = lines->value(manifest.getPrimaryPath());
+    if (m_steps.isEmpty())
+        return QStringLiteral("the package has nothing to do");
+    const QString path = manifest.getPrimaryPath();
+    const auto lines = m_connection->readFirstLines({path});
+    if (!lines && m_steps.last().isCommand() && !m_isCancelled && !m_connection->hasStalled() &&
+        !m_connection->isConnected())
+        return QStringLiteral("the device is updated and has ended the connection, its version was not asked for");
+    if (!lines) {
+        m_error = m_isCancelled ? QStringLiteral("cancelled")
+                                : QStringLiteral("all steps are done, but the device does not tell its version: ") +
+                                      m_connection->getError();
+        return {};
+    }
+    const QString told = lines->value(path);
     const auto version = DeviceUpdateManifest::ParseVersion(told);
-    if (version && *version == *target)
-        return true;
-    m_error = QStringLiteral("all steps are done, but %1 on the device tells \"%2\" instead of version %3")
-                  .arg(manifest.getPrimaryPath(), told.left(40).simplified(), manifest.getTargetVersion());
-    return false;
+    const auto target = DeviceUpdateManifest::ParseVersion(manifest.getTargetVersion());
+    // Only a target that the package names is meant to be told; the guessed one is for people.
+    if (manifest.hasPrimaryCondition() && target && (!version || *version != *target)) {
+        m_error = QStringLiteral("all steps are done, but %1 on the device tells \"%2\" instead of version %3")
+                      .arg(path, told.left(40).simplified(), manifest.getTargetVersion());
+        return {};
+    }
+    return QStringLiteral("the device is updated");
 }
 
 void DeviceUpdateWorker::startStep(int step)

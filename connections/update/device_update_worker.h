@@ -58,8 +58,9 @@ public:
     /// What the steps of the package are. Empty with one sentence in @p error when a source is not to be had.
     static QVector<UpdateStep> MakeSteps(const UpdatePackage &package, QString &error);
 
-    /// Asks the device for its versions. Nothing when it cannot be asked.
-    std::optional<DeviceUpdateContext> readContext(const QVector<Package> &packages);
+    /// Asks the device for its versions, and whether an update by the package is under way. Nothing when it cannot be
+    /// asked.
+    std::optional<DeviceUpdateContext> readContext(const Package &package);
     /// The applicable package of the highest priority; of equal ones the first by name. Null when none applies, then
     /// @p reason tells why, or when the device cannot be asked, then `getError` does.
     Package checkForUpdate(const QVector<Package> &packages, QString *reason = nullptr);
@@ -84,11 +85,14 @@ signals:
 
 private:
     bool isReady();
+    std::optional<DeviceUpdateContext> readContext(const QVector<Package> &packages);
+    bool carryOutSteps(const UpdatePackage &package);
     Outcome end(Outcome outcome, const QString &message);
     Outcome fail(const QString &message);
     bool runCommand(int step);
     bool copyFiles(int first, int end);
-    bool checkTarget(const DeviceUpdateManifest &manifest);
+    /// What it came to in a few words, empty when it failed.
+    QString checkTarget(const DeviceUpdateManifest &manifest);
     void startStep(int step);
     void handleLine(const QString &line);
     void handleProgress(int step, int percent);

@@ -4,6 +4,7 @@
 #include "connections/update/scp_upload_p.h"
 #include "connections/update/ssh_command_p.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QRandomGenerator>
 
@@ -88,10 +89,24 @@ bool FileInstallation::readSources(const QVector<FileCopyDescription> &files, QS
             error = QStringLiteral("%1 has no destination").arg(files[i].source);
             return false;
         }
+        if (!noteDestination(item.destination, error))
+            return false;
         item.size = info.size();
         item.mode = info.permission(QFileDevice::ExeOwner) ? "755" : "644";
         m_items.push_back(item);
     }
+    return true;
+}
+
+/// Of two files in one place only chance would tell which is there at the end.
+bool FileInstallation::noteDestination(const QString &destination, QString &error)
+{
+    const QString path = QDir::cleanPath(destination);
+    if (m_destinations.contains(path)) {
+        error = QStringLiteral("two files have the destination %1").arg(path);
+        return false;
+    }
+    m_destinations.insert(path);
     return true;
 }
 
@@ -193,9 +208,7 @@ bool FileInstallation::verify(const std::vector<FileUpload> &uploads, std::vecto
         const auto &[fact, sha256] = (*copies)[int(i)];
         if (fact.size != uploads[i].size || sha256 != uploads[i].sha256) {
             error = QStringLiteral("%1 did not arrive as it was sent, the device has %2 of %3 bytes")
-                        .arg(uploads[i].localPath)
-                        .arg(fact.size)
-                        .arg(uploads[i].size);
+                        .arg(uploads[i].localPath, QString::number(fact.size), QString::number(uploads[i].size));
             return false;
         }
         owners.push_back(fact.owner + ':' + fact.group);
@@ -208,6 +221,7 @@ bool FileInstallation::commit(const Batch &batch, const std::vector<FileUpload> 
 {
     std::map<QByteArray, QByteArray> byOwner, byMode;
     QByteArray renames;
+    QStringList folders;
     std::size_t next = 0;
     for (const Item &item : batch) {
         if (item.isSame)
@@ -217,6 +231,7 @@ bool FileInstallation::commit(const Batch &batch, const std::vector<FileUpload> 
         if (item.exists && owner != owners[next])
             byOwner[owner] += temporary;
         byMode[item.mode] += temporary;
+        folders.append(folderOf(item.destination));
         renames += "mv -f --" + temporary + ' ' + QuotePathForShell(item.destination) + '\n';
         ++next;
     }
@@ -227,7 +242,8 @@ bool FileInstallation::commit(const Batch &batch, const std::vector<FileUpload> 
         script += "chown " + owner + " --" + files + '\n';
     for (const auto &[mode, files] : byMode)
         script += "chmod " + mode + " --" + files + '\n';
-    if (RunSshScript(m_link, script + renames, error))
+    folders.removeDuplicates();
+    if (RunSshScript(m_link, script + renames + MakeSyncCommand(QuotePaths(folders)) + '\n', error))
         return true;
     error = QStringLiteral("what was sent cannot be put in its place: %1").arg(error);
     return false;

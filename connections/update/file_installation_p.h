@@ -47,6 +47,7 @@ private:
     };
     using Batch = std::vector<Item>;
 
+    bool noteDestination(const QString &destination, QString &error);
     bool readSources(const QVector<FileCopyDescription> &files, QString &error);
     Batch takeBatch(std::size_t &next) const;
     bool installBatch(Batch &batch, QString &error);
@@ -69,6 +70,7 @@ private:
     const InstallationEvents m_events;
     const QString m_run; // marks the temporary names of this run
     std::vector<Item> m_items;
+    QSet<QString> m_destinations; // cleaned
     QSet<QString> m_cleanedFolders;
 };
 

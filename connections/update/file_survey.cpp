@@ -50,8 +50,11 @@ bool FileInstallation::survey(Batch &batch, QString &error)
     bool isDone = surveyOnce(items, error);
     if (isDone && !items.empty()) {
         // Those that are folders: the file goes into them.
-        for (Item *item : items)
+        for (Item *item : items) {
             item->destination += QLatin1Char('/') + QFileInfo(item->source).fileName();
+            if (!noteDestination(item->destination, error))
+                return false;
+        }
         isDone = surveyOnce(items, error);
         if (isDone && !items.empty()) {
             error = QStringLiteral("%1 is a folder on the device").arg(items.front()->destination);

@@ -67,6 +67,12 @@ QByteArray QuotePaths(const QStringList &paths)
     return words;
 }
 
+QByteArray MakeSyncCommand(const QByteArray &files)
+{
+    // Not every device can write single files to its disk; one that can has to succeed.
+    return "if sync -- . 2>/dev/null; then sync --" + files + "; else sync; fi";
+}
+
 std::optional<RemoteFacts> ParseRemoteFacts(const QByteArray &line)
 {
     const QList<QByteArray> fields = line.split(' ');
@@ -86,10 +92,10 @@ std::optional<QList<QByteArray>> ReadRemoteDigests(SshLink &link, const QStringL
 
 std::optional<QList<RemoteCopy>> SecureRemoteCopies(SshLink &link, const QStringList &paths, QString &error)
 {
-    // Not every device can write single files to its disk. It does so while the digests are made.
+    // They are written to the disk while the digests are made.
     const QByteArray files = QuotePaths(paths);
-    const QByteArray script = "{ sync --" + files + " 2>/dev/null || sync; } & " + StatCommand + files + " && " +
-                              DigestCommand + files + " && wait $!";
+    const QByteArray script =
+        "{ " + MakeSyncCommand(files) + "; } & " + StatCommand + files + " && " + DigestCommand + files + " && wait $!";
     const auto lines = askAbout<QByteArray>(link, script, 2 * paths.size(), error,
                                             [](const QByteArray &line) { return std::optional(line); });
     if (!lines)

@@ -43,5 +43,7 @@ std::optional<QHash<QString, QString>> ReadRemoteFirstLines(SshLink &link, const
 
 /// The paths as words of a shell, each behind a space.
 QByteArray QuotePaths(const QStringList &paths);
+/// Puts these words of a shell on the disk, or everything on a device that cannot pick.
+QByteArray MakeSyncCommand(const QByteArray &files);
 
 } // namespace CommonNOX::Connections

@@ -52,6 +52,7 @@ struct SSHConnection::Private
     std::unique_ptr<SftpUpload> sftp;
     QTimer keepAlive;
     QString error;
+    bool hasStalled = false;
 };
 
 SSHConnection::SSHConnection(const ReaderConstPtr &reader, const QString &host, const QString &user,
@@ -100,6 +101,7 @@ bool SSHConnection::fail(const char *operation, const QString &reason)
 {
     d->error = reason;
     qCWarning(libraryLog).noquote().nospace() << "SSHConnection::" << operation << "() " << reason;
+    d->hasStalled = d->link.watchdog().hasFired();
     // A session that did not answer in time, or whose work was broken off, is in no state to go on with.
     if (d->link.watchdog().hasFired() || !d->link.isOpen())
         disconnect();
@@ -274,6 +276,25 @@ std::optional<QHash<QString, QString>> SSHConnection::readFirstLines(const QStri
     return lines;
 }
 
+bool SSHConnection::makeFile(const QString &folder, const QString &name)
+{
+    if (!canStart("makeFile"))
+        return false;
+    QString error;
+    const QByteArray path = QuotePathForShell(QDir(folder).filePath(name));
+    return RunSshScript(d->link, ": > " + path + " && " + MakeSyncCommand(' ' + path) + '\n', error).has_value() ||
+           fail("makeFile", error);
+}
+
+bool SSHConnection::removeFiles(const QString &folder, const QString &prefix)
+{
+    if (!canStart("removeFiles"))
+        return false;
+    QString error;
+    const QByteArray path = QuotePathForShell(QDir(folder).filePath(prefix));
+    return RunSshScript(d->link, "rm -f -- " + path + "*\n", error).has_value() || fail("removeFiles", error);
+}
+
 void SSHConnection::cancel()
 {
     d->link.cancel();
@@ -282,6 +303,11 @@ void SSHConnection::cancel()
 QString SSHConnection::getError() const
 {
     return d->error;
+}
+
+bool SSHConnection::hasStalled() const
+{
+    return d->hasStalled;
 }
 
 bool SSHConnection::isHostKeyUnknown() const

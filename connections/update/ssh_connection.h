@@ -80,11 +80,18 @@ public:
     /// The first line of each file, at most 1024 bytes; those that are not there, or cannot be read, are left out.
     std::optional<QHash<QString, QString>> readFirstLines(const QStringList &paths);
 
+    /// Makes an empty file, or removes those in a folder whose names begin with a prefix; of letters, digits, points
+    /// and hyphens alone.
+    bool makeFile(const QString &folder, const QString &name);
+    bool removeFiles(const QString &folder, const QString &prefix);
+
     /// Ends the operation under way within 3 s, and every later one at once, for good. Any thread.
     void cancel();
 
     /// Of the last operation that failed; one sentence without its full stop.
     QString getError() const;
+    /// Whether the last failure was that the device did not answer in time.
+    bool hasStalled() const;
     /// Whether the last `connect` failed because nobody knows the host key yet.
     bool isHostKeyUnknown() const;
 

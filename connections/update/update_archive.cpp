@@ -59,6 +59,10 @@ QString unpackFile(archive *reader, archive_entry *entry, const QString &path, q
     }
     if (status != ARCHIVE_EOF)
         return reasonOf(reader);
+    // The last thing in a sparse file may be a hole, which no block tells of.
+    const qint64 whole = archive_entry_size_is_set(entry) ? archive_entry_size(entry) : file.size();
+    if (whole > file.size() && (whole > room + file.size() || !file.resize(whole)))
+        return QStringLiteral("it unpacks to too many bytes");
     if (!file.flush())
         return QStringLiteral("%1 cannot be written: %2").arg(path, file.errorString());
     if (archive_entry_perm(entry) & 0100)

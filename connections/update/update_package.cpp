@@ -3,6 +3,7 @@
 #include "connections/update/update_archive.h"
 #include "entries/log.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -17,6 +18,7 @@ struct UpdatePackage::Private
     std::unique_ptr<QTemporaryDir> unpacked; // only of an archive
     QString root;                            // canonical
     DeviceUpdateManifest manifest;
+    QByteArray manifestDigest;
 };
 
 namespace
@@ -28,14 +30,17 @@ bool isInside(const QString &canonicalPath, const QString &root)
 }
 
 /// A faulty manifest is logged where it is parsed; this line tells which one it was.
-std::optional<DeviceUpdateManifest> readManifest(const QString &path, QString &error)
+std::optional<DeviceUpdateManifest> readManifest(const QString &path, QByteArray &digest, QString &error)
 {
     QFile file(path);
     std::optional<DeviceUpdateManifest> manifest;
-    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
         error = QStringLiteral("it has no manifest.json that can be read at its top");
-    else
-        manifest = DeviceUpdateManifest::ParseFromJson(file.read(DeviceUpdateManifest::MaximumSize + 1), &error);
+    } else {
+        const QByteArray json = file.read(DeviceUpdateManifest::MaximumSize + 1);
+        digest = QCryptographicHash::hash(json, QCryptographicHash::Sha256).toHex();
+        manifest = DeviceUpdateManifest::ParseFromJson(json, &error);
+    }
     if (!manifest)
         qCInfo(libraryLog).noquote().nospace()
             << "DeviceUpdateWorker::checkForUpdate() could not parse the update manifest at path " << path;
@@ -72,7 +77,7 @@ std::shared_ptr<const UpdatePackage> UpdatePackage::Open(const QString &path, QS
         return {};
     const QString manifestPath = QFileInfo(package->d->root + QStringLiteral("/manifest.json")).canonicalFilePath();
     const bool isThere = !manifestPath.isEmpty() && isInside(manifestPath, package->d->root);
-    auto manifest = readManifest(isThere ? manifestPath : QString(), error);
+    auto manifest = readManifest(isThere ? manifestPath : QString(), package->d->manifestDigest, error);
     if (!manifest) {
         error = QStringLiteral("the package %1 is none: %2").arg(path, error);
         return {};
@@ -89,6 +94,11 @@ QString UpdatePackage::getName() const
 const DeviceUpdateManifest &UpdatePackage::getManifest() const
 {
     return d->manifest;
+}
+
+QString UpdatePackage::getManifestDigest() const
+{
+    return QString::fromLatin1(d->manifestDigest);
 }
 
 QString UpdatePackage::resolve(const QString &source, QString &error) const

@@ -27,6 +27,8 @@ public:
     /// The last component of the path it was opened with.
     QString getName() const;
     const DeviceUpdateManifest &getManifest() const;
+    /// SHA-256 of the manifest as it stands in the package, in hexadecimal.
+    QString getManifestDigest() const;
 
     /// The file of a manifest's source. Empty, with one sentence in @p error, unless it is a regular, readable file
     /// inside the package; links that lead out of it are followed to their end to find out.

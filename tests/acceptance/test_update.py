@@ -89,10 +89,12 @@ class Device(unittest.TestCase):
         self.assert_old_or_new()
 
     def assert_can_be_updated_now(self):
+        """With the same package as before, whatever it has changed by then."""
         self.server.stop()
         self.server.start()
-        self.write_manifest(conditions={})
+        (self.folder / "go").touch()
         self.assert_updated(self.update())
+        self.assertEqual(self.update().status, 3)
 
 
 class Updates(Device):
@@ -120,6 +122,11 @@ class Updates(Device):
             with self.subTest(name):
                 self.put_old()
                 self.assert_updated(self.update(package=self.folder / name))
+
+    def test_only_a_version_that_is_named_has_to_be_told(self):
+        self.write_manifest(conditions={"hardware": {"path": str(self.device / "version"), "version": "3",
+                                                     "comparison": "<"}})
+        self.assert_updated(self.update())
 
     def test_the_best_of_several_packages(self):
         other = self.folder / "second"
@@ -230,6 +237,15 @@ class Faults(Device):
                 self.assert_refused(self.update("--accept-new-host-key"), sentence)
         self.assert_can_be_updated_now()
 
+    def test_two_files_in_one_place(self):
+        for places in ("app", "./app"), ("/app", ""):
+            with self.subTest(places):
+                self.write_manifest(copyFileDescriptions=[
+                    {"source": name, "destination": f"{self.device}/{place}"}
+                    for name, place in zip(("version", "app"), places)])
+                self.assert_refused(self.update(), "two files have the destination")
+                self.assertEqual((self.device / "app").read_bytes(), OLD)
+
     def test_revoked_host_keys(self):
         kind, key = (self.folder / "host.pub").read_text().split()[:2]
         for known in "", (self.folder / "known_hosts").read_text():
@@ -265,6 +281,7 @@ class Faults(Device):
     def test_failing_commands(self):
         marker = self.device / "marker"
         table = [({"preCommands": ["echo no flash >&2; exit 7", f"touch '{marker}'"]}, OLD, "status 7: no flash"),
+                 ({"preCommands": ["printf '%1d flashed' 5 >&2; exit 8"]}, OLD, "%1d.*status 8: 5 flashed"),
                  ({"postCommands": ["kill -9 $$", f"touch '{marker}'"]}, NEW, "status 1[0-9][0-9]"),
                  ({"postCommands": [f"echo 1.5 > '{self.device}/version'"]}, NEW, "tells \"1.5\" instead of")]
         for changes, app, sentence in table:
@@ -287,8 +304,9 @@ class Faults(Device):
         """Runs an update and strikes at the moment; how long after the blow it ended is told too."""
         marker = self.folder / "marker"
         marker.unlink(missing_ok=True)
+        (self.folder / "go").unlink(missing_ok=True)
         self.put_old()
-        wait = [f"touch '{marker}'; sleep 100"]
+        wait = [f"touch '{marker}'; [ -e '{self.folder}/go' ] || sleep 100"]
         self.write_manifest(**{"pre": {"preCommands": wait}, "post": {"postCommands": wait}}.get(moment, {}))
         process = self.start_update()
         reached = {"pre": marker.exists, "post": marker.exists, "first bytes": lambda: self.sent_bytes() > 0,
@@ -314,6 +332,23 @@ class Faults(Device):
                 self.assertLessEqual(elapsed, LIMIT + 1)
                 self.assert_can_be_updated_now()
 
+    def test_a_device_that_goes_before_it_tells_its_version(self):
+        """Only one that ends the connection behind a closing command may be restarting."""
+        table = [("STOP", 1, "did not answer"), ("KILL", 0, "has ended the connection")]
+        for blow, status, sentence in table:
+            with self.subTest(sentence):
+                self.server.stop()
+                self.server.start()
+                # The command's end is on its way for longer than the blow takes.
+                relay = secure_shell.SlowRelay(self.server.port, 0.15)
+                self.addCleanup(relay.close)
+                self.put_old()
+                self.write_manifest(postCommands=[f"(sleep 0.15; kill -{blow} $PPID) >/dev/null 2>&1 &"])
+                result = self.update("--accept-new-host-key",
+                                     url=f"ssh://{self.server.user}@127.0.0.1:{relay.port}")
+                self.assertEqual(result.status, status, result)
+                self.assertRegex(result.stdout + result.stderr, sentence)
+
     def test_a_server_that_is_frozen_from_the_start(self):
         self.server.freeze()
         start = time.monotonic()
@@ -326,7 +361,7 @@ class Faults(Device):
                 result, elapsed = self.strike(moment, lambda process: process.send_signal(signal.SIGINT))
                 self.assert_refused(result, "cancelled")
                 self.assertLessEqual(elapsed, 4)
-                self.assertEqual(list(self.device.glob(".*")), [])
+                self.assertEqual(list(self.device.glob(".*.nox-part")), [])
                 self.assert_can_be_updated_now()
 
 
@@ -336,7 +371,7 @@ class LimitedFiles(Device):
     def test_a_file_that_may_not_grow(self):
         self.assert_refused(self.update(), "app")
         self.assertEqual((self.device / "app").read_bytes(), OLD)
-        self.assertEqual(list(self.device.glob(".*")), [])
+        self.assertEqual(list(self.device.glob(".*.nox-part")), [])
 
 
 class LimitedFilesWithoutSftp(LimitedFiles):
@@ -361,7 +396,7 @@ class FullDisk(Device):
                 self.server.start()
                 self.assert_refused(self.update(), "[Nn]o space|full")
                 self.assertEqual((self.device / "app").read_bytes(), OLD)
-                self.assertEqual(list(self.device.glob(".*")), [])
+                self.assertEqual(list(self.device.glob(".*.nox-part")), [])
 
 
 class CommandLine(unittest.TestCase):

@@ -198,6 +198,8 @@ TEST(UpdatePackage, ArchivesUnpackWithinTheirLimitsAndNowhereElse)
     const UpdateArchiveLimits wide{1 << 20, 10};
     EXPECT_EQ(unpack("mkdir d; echo x > d/x; tar czf a d", wide), QString());
     EXPECT_TRUE(QFile::exists(folder.path() + QStringLiteral("/to/d/x")));
+    EXPECT_EQ(unpack("echo x > x; truncate -s 900000 x; tar czSf a x", wide), QString());
+    EXPECT_EQ(QFileInfo(folder.path() + QStringLiteral("/to/x")).size(), 900000);
     const struct
     {
         const char *prepare;
@@ -209,6 +211,7 @@ TEST(UpdatePackage, ArchivesUnpackWithinTheirLimitsAndNowhereElse)
         {"echo x > x; ln x y; tar czf a x y", wide},
         {"mkfifo x; tar czf a x", wide},
         {"head -c 3000000 /dev/zero > x; tar czf a x", wide},
+        {"echo x > x; truncate -s 3000000 x; tar czSf a x", wide},
         {"touch 1 2 3 4 5; tar czf a 1 2 3 4 5", {1 << 20, 4}},
         {"head -c 300000 /dev/urandom > x; tar czf b x; head -c 200000 b > a", wide},
         {"echo nonsense > a", wide},
