@@ -323,7 +323,7 @@ int runUpdate(const QStringList &arguments)
 
     for (const QString &path : paths) {
         QString error;
-        plan.packages.append(UpdatePackage::Open(path, error));
+        plan.packages.append(UpdatePackage::Open(path, error, [] { return !NoxHost::isInterrupted(); }));
         if (!plan.packages.last()) {
             printMessage(error + QLatin1Char('.'));
             return Failed;

@@ -40,7 +40,8 @@ bool leadsOut(const QString &name)
 }
 
 /// `room` is what may still be unpacked, in bytes.
-QString unpackFile(archive *reader, archive_entry *entry, const QString &path, qint64 &room)
+QString unpackFile(archive *reader, archive_entry *entry, const QString &path, qint64 &room,
+                   const std::function<bool()> &isEnded)
 {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
@@ -50,6 +51,8 @@ QString unpackFile(archive *reader, archive_entry *entry, const QString &path, q
     la_int64_t offset = 0;
     int status = ARCHIVE_OK;
     while ((status = archive_read_data_block(reader, &block, &size, &offset)) == ARCHIVE_OK) {
+        if (isEnded())
+            return QStringLiteral("interrupted");
         room -= qint64(size);
         // Sparse entries skip; what they skip takes no room here either, but may not go beyond all bounds.
         if (room < 0 || offset < 0 || offset > room + file.size() + qint64(size))
@@ -70,7 +73,8 @@ QString unpackFile(archive *reader, archive_entry *entry, const QString &path, q
     return {};
 }
 
-QString unpackEntry(archive *reader, archive_entry *entry, const QDir &folder, qint64 &room)
+QString unpackEntry(archive *reader, archive_entry *entry, const QDir &folder, qint64 &room,
+                    const std::function<bool()> &isEnded)
 {
     const QString name = nameOf(entry);
     if (leadsOut(name))
@@ -81,7 +85,7 @@ QString unpackEntry(archive *reader, archive_entry *entry, const QDir &folder, q
     const QString path = folder.filePath(QDir::cleanPath(name));
     if (!folder.mkpath(isFile ? QFileInfo(path).path() : path))
         return QStringLiteral("the folder of \"%1\" cannot be made").arg(name.left(80));
-    return isFile ? unpackFile(reader, entry, path, room) : QString();
+    return isFile ? unpackFile(reader, entry, path, room, isEnded) : QString();
 }
 
 } // namespace
@@ -98,7 +102,10 @@ QString UnpackUpdateArchive(const QString &archivePath, const QString &folder, c
         return reasonOf(reader.get());
     const QDir target(folder);
     qint64 room = limits.bytes;
+    const auto isEnded = [&] { return limits.goesOn && !limits.goesOn(); };
     for (int count = 0;; ++count) {
+        if (isEnded())
+            return QStringLiteral("interrupted");
         archive_entry *entry = nullptr;
         const int status = archive_read_next_header(reader.get(), &entry);
         if (status == ARCHIVE_EOF)
@@ -108,7 +115,7 @@ QString UnpackUpdateArchive(const QString &archivePath, const QString &folder, c
             return reasonOf(reader.get());
         if (count >= limits.entries)
             return QStringLiteral("it holds too many files");
-        const QString fault = unpackEntry(reader.get(), entry, target, room);
+        const QString fault = unpackEntry(reader.get(), entry, target, room, isEnded);
         if (!fault.isEmpty())
             return fault;
     }

@@ -4,6 +4,8 @@
 
 #include <QString>
 
+#include <functional>
+
 namespace CommonNOX::Devices
 {
 
@@ -12,6 +14,8 @@ struct UpdateArchiveLimits
 {
     qint64 bytes = 0;
     int entries = 0;
+    /// Asked now and then; false ends the work as if the archive could not be read.
+    std::function<bool()> goesOn = {};
 };
 
 /// Unpacks a ".zip" or ".tar.gz" (told by its content) into an existing folder: regular files, with their executable

@@ -52,7 +52,8 @@ std::optional<DeviceUpdateManifest> readManifest(const QString &path, QByteArray
 UpdatePackage::UpdatePackage() : d(std::make_unique<Private>()) {}
 UpdatePackage::~UpdatePackage() = default;
 
-std::shared_ptr<const UpdatePackage> UpdatePackage::Open(const QString &path, QString &error)
+std::shared_ptr<const UpdatePackage> UpdatePackage::Open(const QString &path, QString &error,
+                                                         const std::function<bool()> &goesOn)
 {
     const std::shared_ptr<UpdatePackage> package(new UpdatePackage);
     const QFileInfo info(path);
@@ -68,7 +69,8 @@ std::shared_ptr<const UpdatePackage> UpdatePackage::Open(const QString &path, QS
             error =
                 QStringLiteral("there is no room to unpack the package: %1").arg(package->d->unpacked->errorString());
         else
-            error = UnpackUpdateArchive(path, package->d->unpacked->path(), {MaximumUnpackedBytes, MaximumFiles});
+            error =
+                UnpackUpdateArchive(path, package->d->unpacked->path(), {MaximumUnpackedBytes, MaximumFiles, goesOn});
         package->d->root = QFileInfo(package->d->unpacked->path()).canonicalFilePath();
         if (!error.isEmpty())
             error = QStringLiteral("the package %1 cannot be unpacked: %2").arg(path, error);

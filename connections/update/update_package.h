@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 namespace CommonNOX::Devices
@@ -21,7 +22,9 @@ public:
 
     /// Empty, with one sentence in @p error, when it cannot be read, unpacks to more than the limits, holds a link or a
     /// path that leads out of it (archives), or its manifest is none. An unreadable manifest is logged.
-    static std::shared_ptr<const UpdatePackage> Open(const QString &path, QString &error);
+    /// `goesOn` is asked while an archive is unpacked; false makes it fail.
+    static std::shared_ptr<const UpdatePackage> Open(const QString &path, QString &error,
+                                                     const std::function<bool()> &goesOn = {});
     ~UpdatePackage();
 
     /// The last component of the path it was opened with.
