@@ -16,6 +16,8 @@
 namespace Nox
 {
 
+namespace ContextKeys = CommonNOX::Evaluation::ContextKeys;
+
 using CommonNOX::GatingStatus;
 
 namespace
@@ -26,6 +28,16 @@ constexpr double Largest = std::numeric_limits<double>::max();
 QString text(const char *latin1)
 {
     return QString::fromLatin1(latin1);
+}
+
+/// Notes the keys of the options that were given.
+void noteGiven(const CommandLine &line, NoxHost::EvaluationSettings &settings,
+               std::initializer_list<std::pair<const char *, QLatin1String>> keys)
+{
+    for (const auto &[option, key] : keys) {
+        if (line.parser().isSet(text(option)))
+            settings.given.append(key);
+    }
 }
 
 } // namespace
@@ -49,6 +61,12 @@ void readBuildingOptions(CommandLine &line, NoxHost::EvaluationSettings &setting
     settings.building.ignoreCorrections = parser.isSet(text("ignore-corrections"));
     settings.building.phaseOffset = line.number(text("phase-offset"), -Largest, Largest).value_or(0.0);
     settings.building.phaseSpan = line.number(text("phase-span"), -Largest, Largest).value_or(360.0);
+    noteGiven(line, settings,
+              {{"gating", ContextKeys::Gating},
+               {"invert", ContextKeys::Invert},
+               {"phase-offset", ContextKeys::PhaseOffset},
+               {"phase-span", ContextKeys::PhaseSpan},
+               {"ignore-corrections", ContextKeys::IgnoreCorrections}});
 }
 
 void EvaluatorOptions::addTo(CommandLine &line)
@@ -77,22 +95,11 @@ EvaluatorOptions::EvaluatorOptions(CommandLine &line)
     m_settings.tau1 = line.number(text("tau1"), -Largest, Largest);
     m_settings.tau2 = line.number(text("tau2"), -Largest, Largest);
     m_settings.initialQiec = line.number(text("initial-qiec"), -Largest, Largest);
-    namespace ContextKeys = CommonNOX::Evaluation::ContextKeys;
-    const std::pair<const char *, QLatin1String> keys[] = {
-        {"evaluators", ContextKeys::UsedEvaluators},
-        {"gating", ContextKeys::Gating},
-        {"invert", ContextKeys::Invert},
-        {"phase-offset", ContextKeys::PhaseOffset},
-        {"phase-span", ContextKeys::PhaseSpan},
-        {"ignore-corrections", ContextKeys::IgnoreCorrections},
-        {"tau1", ContextKeys::QiecTau1},
-        {"tau2", ContextKeys::QiecTau2},
-        {"initial-qiec", ContextKeys::InitialQiec},
-    };
-    for (const auto &[option, key] : keys) {
-        if (parser.isSet(text(option)))
-            m_settings.given.append(key);
-    }
+    noteGiven(line, m_settings,
+              {{"evaluators", ContextKeys::UsedEvaluators},
+               {"tau1", ContextKeys::QiecTau1},
+               {"tau2", ContextKeys::QiecTau2},
+               {"initial-qiec", ContextKeys::InitialQiec}});
     if (parser.isSet(text("criterion")))
         m_settings.given += QStringList{ContextKeys::CriterionX, ContextKeys::CriterionY, ContextKeys::InceptionCharge,
                                         ContextKeys::ExtinctionCharge};

@@ -5,10 +5,12 @@
 #include "entries/measurement/period.h"
 #include "host/pulses/csv_period_source.h"
 #include "host/pulses/period_entry.h"
+#include "host/replay/recorded_building.h"
 #include "host/replay/recorded_periods.h"
 #include "host/report/pattern_plot.h"
 #include "host/terminal/interruption.h"
 #include "host/terminal/output.h"
+#include "recording/recorder/recording_clock.h"
 #include "recording/replay/pd_replay_file_loader.h"
 #include "recording/replay_file.h"
 
@@ -16,12 +18,14 @@
 #include <QSaveFile>
 
 #include <cmath>
+#include <map>
 
 namespace Nox
 {
 
 using CommonNOX::Data::Pattern;
 using CommonNOX::Data::Period;
+using CommonNOX::Importer::ReplaySelection;
 using NoxHost::PeriodResult;
 using Shared::Diagrams::AxisScalingType;
 
@@ -45,7 +49,7 @@ struct PatternOptions
     bool logarithmic = false;
     CommonNOX::Data::PatternPalette palette = CommonNOX::Data::PatternPalette::Viridis;
     std::optional<qint64> channel;
-    double from = 0.0; ///< seconds from the first period on
+    double from = -std::numeric_limits<double>::infinity(); ///< seconds from the first period on
     double to = std::numeric_limits<double>::infinity();
     NoxHost::EvaluationSettings building;
 };
@@ -65,7 +69,11 @@ double roundedUp(double charge)
 class PatternReport
 {
 public:
-    PatternReport(NoxHost::PeriodSource &source, const PatternOptions &options) : m_source(source), m_options(options)
+    /// `recorded` tells how a recording's periods were built; null for other sources, in whose periods the span is
+    /// looked for.
+    PatternReport(NoxHost::PeriodSource &source, const PatternOptions &options,
+                  const NoxHost::RecordedBuilding *recorded = nullptr)
+        : m_source(source), m_options(options), m_recorded(recorded)
     {}
 
     int run()
@@ -80,6 +88,8 @@ public:
             printMessage(error);
             return Failed;
         }
+        if (!m_source.getRemark().isEmpty())
+            printMessage(m_source.getRemark());
         std::fprintf(stderr, "%s\n", qUtf8Printable(summary()));
         return Done;
     }
@@ -96,7 +106,7 @@ private:
             return QStringLiteral("the charge scale cannot be found from what can be read only once, give "
                                   "--scale-charge.");
         double largest = 0.0;
-        const QString error = readPeriods([&](const Period &period) {
+        const QString error = readPeriods([&](const NoxHost::RawPeriod &, const Period &period) {
             if (period.getNumberOfElements() > 0)
                 largest = std::max(largest, period.getAbsoluteSignalValueMaximum());
         });
@@ -118,8 +128,9 @@ private:
         m_pattern.setAxisScaling(m_options.logarithmic ? AxisScalingType::Logarithmic : AxisScalingType::Linear);
         m_pattern.setPatternPalette(m_options.palette);
         m_pattern.calculatePatternParameter();
-        const QString error = readPeriods([this](const Period &period) {
+        const QString error = readPeriods([this](const NoxHost::RawPeriod &raw, const Period &period) {
             m_pattern.updatePattern(period);
+            m_seconds[raw.channel] += double(raw.endTicks - raw.startTicks) / raw.sampleRate;
             m_pulses += period.getNumberOfElements();
             ++m_periods;
         });
@@ -134,7 +145,7 @@ private:
     {
         if (!m_source.start())
             return m_source.getError();
-        std::optional<double> firstStart;
+        CommonNOX::PD::Recording::RecordingClock clock;
         m_unit.clear();
         for (;;) {
             const PeriodResult result = m_source.next();
@@ -149,16 +160,16 @@ private:
             const NoxHost::RawPeriod &raw = result.period;
             if ((m_options.channel && raw.channel != *m_options.channel) || raw.sampleRate == 0)
                 continue;
-            const double start = double(raw.startTicks) / raw.sampleRate;
-            if (!firstStart)
-                firstStart = start;
-            if (start - *firstStart < m_options.from || start - *firstStart >= m_options.to)
+            clock.note(raw.channel, raw.startTicks, raw.endTicks, raw.sampleRate);
+            if (!m_recorded && (clock.getStart() < m_options.from || clock.getStart() >= m_options.to))
                 continue;
             Period period;
-            const auto &building = m_options.building.building;
+            const NoxHost::EvaluationSettings &settings =
+                m_recorded ? m_recorded->find(raw.channel, raw.index) : m_options.building;
+            const auto &building = settings.building;
             const std::shared_ptr<const CommonNOX::Entries::Results::Space2D::PeriodV2> entry = makePeriodEntry(raw);
-            if (!period.preProcess(entry, m_options.building.gating, building.invert, building.phaseOffset,
-                                   building.phaseSpan, building.ignoreCorrections))
+            if (!period.preProcess(entry, settings.gating, building.invert, building.phaseOffset, building.phaseSpan,
+                                   building.ignoreCorrections))
                 continue;
             if (m_unit.isEmpty())
                 m_unit = period.getPDUnit();
@@ -168,7 +179,7 @@ private:
                     .arg(raw.index)
                     .arg(raw.channel)
                     .arg(period.getPDUnit(), m_unit);
-            take(period);
+            take(raw, period);
         }
     }
 
@@ -180,12 +191,21 @@ private:
         return count;
     }
 
+    /// Channels run side by side.
+    double longestTime() const
+    {
+        double longest = 0.0;
+        for (const auto &ofChannel : m_seconds)
+            longest = std::max(longest, ofChannel.second);
+        return longest;
+    }
+
     QString summary() const
     {
         return QStringLiteral("%1 periods, %2 pulses, %3 s; %4 off the charge axis, %5 off the phase axis")
             .arg(m_periods)
             .arg(m_pulses)
-            .arg(m_pattern.getDuration(), 0, 'f', 2)
+            .arg(longestTime(), 0, 'f', 2)
             .arg(overflowCount())
             .arg(m_pattern.getDroppedCount());
     }
@@ -236,12 +256,14 @@ private:
 
     NoxHost::PeriodSource &m_source;
     const PatternOptions m_options;
+    const NoxHost::RecordedBuilding *const m_recorded;
     NoxHost::ProgressLine m_progress;
     Pattern m_pattern;
     double m_scaleCharge = 0.0;
     QString m_unit;
     quint64 m_periods = 0;
     quint64 m_pulses = 0;
+    std::map<int, double> m_seconds; // by channel
 };
 
 void readSize(CommandLine &line, PatternOptions &options)
@@ -308,6 +330,22 @@ PatternOptions readOptions(CommandLine &line)
     return options;
 }
 
+/// A period belongs to the second in which it starts.
+ReplaySelection selectionOf(const PatternOptions &options)
+{
+    ReplaySelection selection;
+    if (options.channel)
+        selection.channels.insert(int(*options.channel));
+    const auto second = [](double seconds) {
+        return quint32(std::clamp(std::ceil(seconds), 0.0, double(std::numeric_limits<quint32>::max())));
+    };
+    if (std::isfinite(options.from))
+        selection.fromSecond = second(options.from);
+    if (std::isfinite(options.to))
+        selection.toSecond = second(options.to);
+    return selection;
+}
+
 } // namespace
 
 int runPattern(const QStringList &arguments)
@@ -340,8 +378,9 @@ int runPattern(const QStringList &arguments)
         const auto loader = openRecording(path);
         if (!loader)
             return Failed;
-        NoxHost::RecordedPeriodSource source(loader, {});
-        return PatternReport(source, options).run();
+        NoxHost::RecordedPeriodSource source(loader, selectionOf(options));
+        const NoxHost::RecordedBuilding recorded(loader, options.building);
+        return PatternReport(source, options, &recorded).run();
     }
     NoxHost::CsvPeriodSource source(path);
     return PatternReport(source, options).run();

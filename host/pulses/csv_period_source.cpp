@@ -5,7 +5,7 @@
 namespace NoxHost
 {
 
-CsvPeriodSource::CsvPeriodSource(const QString &path) : m_path(path), m_isFile(QFileInfo(path).isFile()) {}
+CsvPeriodSource::CsvPeriodSource(const QString &path) : m_path(path), m_isFile(QFileInfo(path).isFile() || !QFileInfo::exists(path)) {}
 
 CsvPeriodSource::~CsvPeriodSource() = default;
 

@@ -32,11 +32,14 @@ public:
         // In whole numbers: a period that starts with a second belongs to it.
         const quint64 ticks = startTicks > *m_origin ? quint64(startTicks) - quint64(*m_origin) : 0;
         m_second = quint32(std::min<quint64>(ticks / sampleRate, std::numeric_limits<quint32>::max()));
+        m_start = secondsSince(startTicks, sampleRate);
         channelEnd = std::max(channelEnd, secondsSince(endTicks, sampleRate));
         m_end = std::max(m_end, channelEnd);
         return m_second;
     }
 
+    /// The start of the period that was noted last, in seconds.
+    double getStart() const { return m_start; }
     /// The end of the latest period, in seconds.
     double getEnd() const { return m_end; }
 
@@ -50,6 +53,7 @@ private:
 
     std::optional<qint64> m_origin;      // ticks
     std::map<int, double> m_channelEnds; // seconds
+    double m_start = 0.0;
     double m_end = 0.0;
     quint32 m_second = 0;
 };

@@ -1,6 +1,7 @@
 """Patterns and decisions of inception and extinction against independent models."""
 import collections
 import csv
+import dataclasses
 import json
 import math
 import random
@@ -145,6 +146,36 @@ class Patterns(FolderCase):
         # The span counts from the first period of the channel, which is the second of all.
         self.assertEqual(self.counts(path, "--scale-charge=1000", "--channel=1", "--span=180ms:780ms"),
                          dict(model.counts))
+
+    def test_a_clock_that_begins_anew_costs_no_period(self):
+        periods = list(self.periods(seed=9))
+        shift = 3 * periods[0].sample_rate
+        again = [dataclasses.replace(period, start=period.start - shift, end=period.end - shift,
+                                     pulses=[(time - shift, *rest) for time, *rest in period.pulses])
+                 if period.index >= 30 else period for period in periods]
+        pulses = pulse_csv.write(self.folder / "pulses.csv", periods)
+        steps = pulse_csv.write(self.folder / "steps.csv", again)
+        recording = self.folder / "steps.pdr"
+        self.succeed("import", steps, recording)
+        for span in ([], ["--span=0:1"], ["--span=1:2"]):
+            with self.subTest(span=span):
+                wanted = self.counts(pulses, "--scale-charge=1000", *span)
+                self.assertEqual(self.counts(recording, "--scale-charge=1000", *span), wanted)
+                if not span:
+                    self.assertEqual(self.counts(steps, "--scale-charge=1000"), wanted)
+
+    def test_a_recording_is_built_as_it_was_recorded(self):
+        recording, pulses = self.folder / "a.pdr", self.folder / "a.csv"
+        self.succeed("measure", "simulator:?channels=2&speed=0&seed=3", "--periods=50", "--record", recording, "--invert",
+                     "--phase-offset=90", "--json")
+        self.succeed("export", recording, "--pulses", "-o", pulses)
+        words = ["--bipolar", "--scale-charge=2000"]
+        self.assertEqual(self.counts(recording, *words),
+                         self.counts(pulses, *words, "--invert", "--phase-offset=90"))
+        self.assertEqual(self.counts(recording, *words, "--phase-offset=10"),
+                         self.counts(pulses, *words, "--invert", "--phase-offset=10"))
+        told = nox.run("pattern", recording, "-o", self.folder / "x.csv").stderr
+        self.assertIn(" 1.00 s;", told)
 
     def test_default_scale_holds_every_charge(self):
         path = pulse_csv.write(self.folder / "pulses.csv", self.periods(seed=5))
