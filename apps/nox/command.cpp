@@ -1,5 +1,7 @@
 #include "apps/nox/command.h"
 
+#include "host/terminal/output_file.h"
+
 #include <cmath>
 #include <cstdio>
 
@@ -70,6 +72,14 @@ void CommandLine::complain(const QString &sentence)
 {
     if (m_complaint.isEmpty())
         m_complaint = sentence;
+}
+
+void CommandLine::forbidReplacing(const QString &option, const QString &input)
+{
+    const QString output = m_parser.value(option);
+    if (NoxHost::isSameFile(output, input))
+        complain(QStringLiteral("%1: \"%2\" is the file that is read.")
+                     .arg((option.size() == 1 ? QStringLiteral("-") : QStringLiteral("--")) + option, output));
 }
 
 std::optional<int> CommandLine::reportComplaint() const

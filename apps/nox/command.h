@@ -61,6 +61,8 @@ public:
 
     /// Keeps the first complaint about an option's value.
     void complain(const QString &sentence);
+    /// Complains where what the option names would replace the file that is read.
+    void forbidReplacing(const QString &option, const QString &input);
     /// The complaint as a message, if there was one.
     std::optional<int> reportComplaint() const;
 

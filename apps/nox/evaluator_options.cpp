@@ -87,7 +87,7 @@ void EvaluatorOptions::addTo(CommandLine &line)
     });
 }
 
-EvaluatorOptions::EvaluatorOptions(CommandLine &line)
+EvaluatorOptions::EvaluatorOptions(CommandLine &line, Criterion criterion)
 {
     const QCommandLineParser &parser = line.parser();
     m_settings.evaluators = CommonNOX::Evaluation::Processors::SplitProcessorNames(parser.value(text("evaluators")));
@@ -103,16 +103,16 @@ EvaluatorOptions::EvaluatorOptions(CommandLine &line)
     if (parser.isSet(text("criterion")))
         m_settings.given += QStringList{ContextKeys::CriterionX, ContextKeys::CriterionY, ContextKeys::InceptionCharge,
                                         ContextKeys::ExtinctionCharge};
-    readCriterion(line);
+    readCriterion(line, criterion);
     readFormat(line);
 }
 
-void EvaluatorOptions::readCriterion(CommandLine &line)
+void EvaluatorOptions::readCriterion(CommandLine &line, Criterion source)
 {
     const bool isEvaluated =
         m_settings.evaluators.contains(CommonNOX::Evaluation::Processors::Names::InceptionExtinction);
     if (!line.parser().isSet(text("criterion"))) {
-        if (isEvaluated)
+        if (isEvaluated && source == Criterion::Given)
             line.complain(text("the evaluator inceptionextinction needs --criterion X/Y:INCEPTION:EXTINCTION."));
         return;
     }

@@ -25,8 +25,13 @@ class EvaluatorOptions
 public:
     static void addTo(CommandLine &line);
 
+    /// Where the criterion of inception and extinction may come from.
+    enum class Criterion {
+        Given,           ///< from the words alone
+        GivenOrRecorded, ///< or from the recording that is played back
+    };
     /// Reads the options; complaints go to the command line.
-    explicit EvaluatorOptions(CommandLine &line);
+    explicit EvaluatorOptions(CommandLine &line, Criterion criterion = Criterion::Given);
 
     const NoxHost::EvaluationSettings &settings() const { return m_settings; }
     OutputFormat format() const { return m_format; }
@@ -38,7 +43,7 @@ public:
 
 private:
     void readFormat(CommandLine &line);
-    void readCriterion(CommandLine &line);
+    void readCriterion(CommandLine &line, Criterion source);
 
     NoxHost::EvaluationSettings m_settings;
     OutputFormat m_format = OutputFormat::Table;

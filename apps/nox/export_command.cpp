@@ -3,6 +3,7 @@
 #include "apps/nox/measurement.h"
 #include "apps/nox/recording_file.h"
 #include "apps/nox/replay_options.h"
+#include "host/replay/recorded_periods.h"
 #include "host/replay/recording_tables.h"
 #include "host/terminal/interruption.h"
 #include "host/terminal/output_file.h"
@@ -52,8 +53,9 @@ bool writeTable(Table::Kind kind, const std::shared_ptr<PdReplayFileLoader> &loa
 /// Evaluates the recording as it was recorded.
 int writeReadings(CommandLine &line, const QString &path, const ReplaySelection &selection, std::FILE *stream)
 {
-    EvaluatorOptions options(line);
-    options.setFormat(OutputFormat::Csv);
+    EvaluatorOptions options(line, EvaluatorOptions::Criterion::GivenOrRecorded);
+    if (options.format() == OutputFormat::Table)
+        options.setFormat(OutputFormat::Csv);
     MeasurementPlan plan;
     plan.url = NoxHost::makeReplayUrl({path, 0.0, selection});
     plan.output = stream;
@@ -98,10 +100,14 @@ int runExport(const QStringList &arguments)
     if (count != 1)
         line.complain(QStringLiteral("export one of --pulses, --readings, --scopes and --actions."));
     const ReplayOptions replay(line);
+    const QString path = line.parser().positionalArguments().first();
+    line.forbidReplacing(QStringLiteral("o"), path);
+    if (count == 1 && kind &&
+        (line.parser().isSet(QStringLiteral("output")) || line.parser().isSet(QStringLiteral("json"))))
+        line.complain(QStringLiteral("--output and --json are for --readings."));
     if (const auto status = line.reportComplaint())
         return *status;
 
-    const QString path = line.parser().positionalArguments().first();
     NoxHost::OutputFile file(line.parser().value(QStringLiteral("o")));
     QString error;
     if (!file.open(error)) {
@@ -117,6 +123,10 @@ int runExport(const QStringList &arguments)
         const auto loader = openRecording(path);
         if (!loader)
             return Failed;
+        if (const QString objection = NoxHost::objectToSelection(*loader, replay.selection()); !objection.isEmpty()) {
+            printMessage(objection);
+            return Failed;
+        }
         if (!writeTable(*kind, loader, replay.selection(), file.getStream(), error)) {
             printMessage(error);
             return Failed;

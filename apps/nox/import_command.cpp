@@ -6,6 +6,7 @@
 #include "host/pulses/pulse_csv_reader.h"
 #include "host/terminal/interruption.h"
 #include "host/terminal/output.h"
+#include "host/terminal/output_file.h"
 #include "platform/configuration_tree.h"
 #include "platform/visitors.h"
 
@@ -173,11 +174,13 @@ int runImport(const QStringList &arguments)
     if (const auto status = line.parse(arguments, 2, 2))
         return *status;
     EvaluatorOptions options(line);
+    const QStringList paths = line.parser().positionalArguments();
+    if (NoxHost::isSameFile(paths[0], paths[1]))
+        line.complain(QStringLiteral("\"%1\" is the file that is read.").arg(paths[1]));
     if (const auto status = line.reportComplaint())
         return *status;
     if (!options.dropUnknownEvaluators(EvaluationSession::Source::Periods))
         return Failed;
-    const QStringList paths = line.parser().positionalArguments();
     return PulseImport(paths[0], paths[1], options).run();
 }
 

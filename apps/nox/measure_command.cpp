@@ -72,7 +72,11 @@ int runMeasure(const QStringList &arguments)
           QStringLiteral("time")}});
     if (const auto status = line.parse(arguments, 1, 1))
         return *status;
-    EvaluatorOptions options(line);
+    const QString address = line.parser().positionalArguments().first();
+    QString objection;
+    const bool isReplay = QUrl(address).scheme() == QLatin1String("replay");
+    EvaluatorOptions options(line, isReplay ? EvaluatorOptions::Criterion::GivenOrRecorded
+                                            : EvaluatorOptions::Criterion::Given);
     MeasurementPlan plan;
     plan.recording = RecordingOptions(line);
     plan.limits.seconds = line.duration(QStringLiteral("duration"));
@@ -83,12 +87,13 @@ int runMeasure(const QStringList &arguments)
         plan.link.giveUpMs = int(std::min(*seconds * 1000.0, 2e9));
         plan.link.reconnects = plan.link.giveUpMs > 0;
     }
+    if (NoxHost::ReplayRequest replay; isReplay && NoxHost::readReplayUrl(QUrl(address), replay, objection))
+        line.forbidReplacing(QStringLiteral("readings"), replay.path);
     if (const auto status = line.reportComplaint())
         return *status;
 
-    const QString address = line.parser().positionalArguments().first();
     plan.url = QUrl(address);
-    const QString objection = objectTo(plan.url);
+    objection = objectTo(plan.url);
     if (!objection.isEmpty()) {
         printMessage(objection);
         return WrongUsage;

@@ -1,10 +1,13 @@
 #include "apps/nox/measurement.h"
 
+#include "evaluation/context_keys.h"
+#include "evaluation/processors/processor_names.h"
 #include "host/replay/replay_session.h"
 #include "host/session/device_session.h"
 #include "host/session/parameter_requests.h"
 #include "host/terminal/interruption.h"
 #include "platform/configuration_tree.h"
+#include "platform/visitors.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -12,6 +15,7 @@
 namespace Nox
 {
 
+namespace Names = CommonNOX::Evaluation::Processors::Names;
 using NoxHost::DeviceSession;
 using NoxHost::MeasuringSession;
 using NoxHost::ReplaySession;
@@ -29,7 +33,8 @@ const QString ReplayScheme = QStringLiteral("replay");
 
 Measurement::Measurement(const MeasurementPlan &plan, const EvaluatorOptions &options)
     : m_plan(plan), m_format(options.format()), m_wishes(plan.wishes), m_output(plan.output),
-      m_readingsFile(plan.readingsPath), m_session(options.settings()), m_recording(plan.recording)
+      m_readingsFile(plan.readingsPath), m_hasGivenCriterion(options.settings().criterion.has_value()),
+      m_session(options.settings()), m_recording(plan.recording)
 {
     const auto tree = Utilities::GetApplicationConfigurationTree();
     if (plan.url.scheme() == ReplayScheme) {
@@ -52,7 +57,12 @@ Measurement::Measurement(const MeasurementPlan &plan, const EvaluatorOptions &op
     QObject::connect(m_source.get(), &MeasuringSession::back, [this] { tell(QStringLiteral("connected again.")); });
     QObject::connect(m_source.get(), &MeasuringSession::told, [this](const QString &sentence) { tell(sentence); });
     QObject::connect(m_source.get(), &MeasuringSession::ended, [this](const QString &sentence) { end(sentence); });
-    QObject::connect(&m_recording, &DeviceRecording::started, [this] { onRecorded(); });
+    QObject::connect(&m_recording, &DeviceRecording::started, [this] {
+        if (NoxHost::isSameFile(m_plan.readingsPath, m_recording.getPath()))
+            end(QStringLiteral("--readings: \"%1\" is the recording.").arg(m_plan.readingsPath));
+        else
+            onRecorded();
+    });
     QObject::connect(&m_recording, &DeviceRecording::failed, [this](const QString &sentence) { end(sentence); });
     QObject::connect(&m_recording, &DeviceRecording::ended, [this](const QString &sentence) {
         m_isRecordingErrorTold = tell(sentence) && !m_recording.getError().isEmpty();
@@ -84,6 +94,8 @@ int Measurement::run()
     finish();
     if (m_error.isEmpty() && !m_isRecordingErrorTold)
         m_error = m_recording.getError();
+    if (m_error.isEmpty() && wasInterrupted && !m_isMeasuring && hasEnd())
+        m_error = QStringLiteral("interrupted.");
     if (!m_error.isEmpty())
         printMessage(m_error);
     if (!m_error.isEmpty() || !m_recording.getError().isEmpty())
@@ -122,12 +134,30 @@ bool Measurement::hasEnd() const
 
 void Measurement::onReady()
 {
+    if (!hasCriterion()) {
+        end(QStringLiteral("the recording has no criterion of inception and extinction, give --criterion."));
+        return;
+    }
     m_session.follow(m_source->getDevice());
     m_liveTable = std::make_unique<NoxHost::LiveTable>(m_plan.output, m_session.getEvaluators());
     if (m_recording.isWanted())
         m_recording.start(m_source->getDevice());
     else
         onRecorded();
+}
+
+/// Whether inception and extinction, where they are evaluated, are given a criterion or have a recorded one.
+bool Measurement::hasCriterion() const
+{
+    if (m_hasGivenCriterion || !m_session.getEvaluators().contains(Names::InceptionExtinction))
+        return true;
+    const auto device = m_source->getDevice();
+    for (const auto &channel : device->getChannels()) {
+        const Utilities::GuiContextVisitor context(device->getChannelContext(channel.getChannelIndex()));
+        if (context.getProperty(CommonNOX::Evaluation::ContextKeys::CriterionX, 0).toUInt() > 0)
+            return true;
+    }
+    return false;
 }
 
 void Measurement::onRecorded()

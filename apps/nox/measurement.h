@@ -70,6 +70,7 @@ private:
     bool tell(const QString &sentence);
     void printSummary() const;
     bool hasEnd() const;
+    bool hasCriterion() const;
 
     const MeasurementPlan m_plan;
     const OutputFormat m_format;
@@ -85,6 +86,7 @@ private:
     std::unique_ptr<NoxHost::Output> m_readings; // into that file
     NoxHost::ProgressLine m_progress;
     std::unique_ptr<NoxHost::LiveTable> m_liveTable;
+    const bool m_hasGivenCriterion;
     NoxHost::EvaluationSession m_session;
     // The device, and its recorder with it, goes before what it feeds.
     std::unique_ptr<NoxHost::MeasuringSession> m_source;

@@ -371,9 +371,10 @@ int runPattern(const QStringList &arguments)
     if (const auto status = line.parse(arguments, 1, 1))
         return *status;
     const PatternOptions options = readOptions(line);
+    const QString path = line.parser().positionalArguments().first();
+    line.forbidReplacing(QStringLiteral("o"), path);
     if (const auto status = line.reportComplaint())
         return *status;
-    const QString path = line.parser().positionalArguments().first();
     if (path.endsWith(CommonNOX::PD::Recording::FileSuffix, Qt::CaseInsensitive)) {
         const auto loader = openRecording(path);
         if (!loader)

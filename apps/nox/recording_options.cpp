@@ -87,7 +87,8 @@ RecordingOptions::RecordingOptions(CommandLine &line)
         line.complain(QStringLiteral("--record-limit: \"%1\" is not a limit such as 60s, 100MB or 100MB,continue.")
                           .arg(parser.value(LimitOption)));
     else if (m_isWanted && m_command.fileName.isEmpty() && m_template.isEmpty())
-        line.complain(QStringLiteral("--record needs the name of a file."));
+        line.complain(QStringLiteral("--%1 needs the name of a file.")
+                          .arg(parser.isSet(TemplateOption) ? TemplateOption : RecordOption));
 }
 
 RecordingOptions RecordingOptions::Into(const QString &path)

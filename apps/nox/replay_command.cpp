@@ -23,13 +23,14 @@ int runReplay(const QStringList &arguments)
           QStringLiteral("file")}});
     if (const auto status = line.parse(arguments, 1, 1))
         return *status;
-    EvaluatorOptions options(line);
+    EvaluatorOptions options(line, EvaluatorOptions::Criterion::GivenOrRecorded);
     ReplayOptions replay(line);
     constexpr double Largest = 1e9;
     NoxHost::ReplayRequest request;
     request.path = line.parser().positionalArguments().first();
     request.selection = replay.selection();
     request.speed = line.number(QStringLiteral("speed"), -Largest, Largest).value_or(1.0);
+    line.forbidReplacing(QStringLiteral("readings"), request.path);
     if (const auto status = line.reportComplaint())
         return *status;
     if (!options.dropUnknownEvaluators(EvaluationSession::Source::Device))

@@ -80,7 +80,8 @@ public:
         double largest = 0.0;
         for (const double value : values) {
             largest = std::max(largest, std::abs(value));
-            m_isScaled = m_isScaled || value != std::floor(value) || value < Lowest || value > Highest;
+            m_isFractional = m_isFractional || value != std::floor(value);
+            m_isScaled = m_isScaled || m_isFractional || value < Lowest || value > Highest;
         }
         if (m_isScaled)
             m_factor = FullRange / largest;
@@ -90,6 +91,7 @@ public:
     }
 
     bool isScaled() const { return m_isScaled; }
+    bool isFractional() const { return m_isFractional; }
     std::vector<double> toValues(const QVector<SampleData> &whole) const
     {
         std::vector<double> values;
@@ -103,6 +105,7 @@ public:
 
 private:
     bool m_isScaled = false;
+    bool m_isFractional = false;
     double m_factor = 1.0;
 };
 
@@ -117,6 +120,8 @@ struct ShotPlan
     std::optional<PeakChoice> peak;
     QString output;
     QString title;
+
+    bool isPicture() const { return output.endsWith(QLatin1String(".png"), Qt::CaseInsensitive); }
 };
 
 class Shot
@@ -130,7 +135,7 @@ public:
         if (error.isEmpty())
             error = reduce();
         if (error.isEmpty())
-            error = m_plan.output.endsWith(QLatin1String(".png"), Qt::CaseInsensitive) ? draw() : write();
+            error = m_plan.isPicture() ? draw() : write();
         if (error.isEmpty())
             return Done;
         printMessage(error);
@@ -148,8 +153,9 @@ private:
             return QStringLiteral("the samples cannot be denoised: %1.").arg(objection);
         const WholeSamples whole(m_values);
         if (whole.isScaled())
-            printMessage(QStringLiteral("the samples are no whole numbers; they are scaled to a full range of 2^24 and "
-                                        "back."));
+            printMessage(QStringLiteral("the samples are %1; they are scaled to a full range of 2^24 and back.")
+                             .arg(whole.isFractional() ? QStringLiteral("no whole numbers")
+                                                       : QStringLiteral("beyond the whole numbers of 32 bits")));
         m_values = whole.toValues(utils::DenoiseSampleData(whole.samples, choice.level, choice.name));
         return {};
     }
@@ -216,6 +222,9 @@ private:
     {
         QVector<int> crossings;
         QVector<int> signs;
+        if (m_values.size() < utils::LeastSamplesOfCrossings)
+            printMessage(
+                QStringLiteral("crossings are looked for in %1 samples and more.").arg(utils::LeastSamplesOfCrossings));
         utils::ExtractZeroCrossings(QVector<double>(m_values.begin(), m_values.end()), crossings, &signs);
         output.write("index,sign\n");
         for (int i = 0; i < crossings.size(); ++i)
@@ -307,6 +316,11 @@ int runShot(const QStringList &arguments)
         line.complain(QStringLiteral("give a file of samples or --synthetic."));
     if (int(bool(plan.transform)) + int(plan.zeroCrossings) + int(plan.peak.has_value()) > 1)
         line.complain(QStringLiteral("choose one of --transform, --zero-crossings and --peak-width."));
+    const bool hasTable = plan.transform || plan.zeroCrossings || plan.peak;
+    if (hasTable && plan.isPicture())
+        line.complain(QStringLiteral("-o: a picture shows the samples, the result goes into a .csv."));
+    if (!isSynthetic && !parser.positionalArguments().isEmpty())
+        line.forbidReplacing(QStringLiteral("o"), parser.positionalArguments().first());
     if (choice.row && choice.column)
         line.complain(QStringLiteral("choose a row or a column."));
     if (const auto status = line.reportComplaint())

@@ -13,7 +13,7 @@ namespace CommonNOX::DAC::utils
 namespace
 {
 
-constexpr int ScanSteps = 100;
+constexpr int ScanSteps = LeastSamplesOfCrossings;
 /// A crossing is known well enough when it lies within so many samples.
 constexpr int FineEnough = 10;
 

@@ -25,6 +25,8 @@ NOX_EXPORT bool DecimateSamples(const QVector<double> &input, const int &factor,
 /// As DecimateSamples(), but of each block the sample of the largest magnitude, the first of equal ones.
 NOX_EXPORT bool DownsampleSamples(const QVector<double> &input, const int &factor, QVector<double> &output);
 
+/// A shorter series is not looked through for crossings.
+inline constexpr int LeastSamplesOfCrossings = 100;
 /// Where the sign of a series changes, and the sign behind each change: 1, or -1 also for samples of 0. The series is
 /// looked at in a hundred steps, and a change within a step is narrowed down to about ten samples. False when there is
 /// none, and for a series of fewer than a hundred samples. `signs` may be null.

@@ -72,6 +72,25 @@ QString describeLostPeriods(quint64 count)
     return count == 0 ? QString() : QStringLiteral("%1 periods are damaged and left out").arg(count);
 }
 
+QString objectToSelection(const PdReplayFileLoader &loader, const ReplaySelection &selection)
+{
+    const QList<int> channels = loader.getChannels();
+    for (const int channel : selection.channels) {
+        if (!channels.contains(channel))
+            return QStringLiteral("the recording has no channel %1.").arg(channel);
+    }
+    if (!selection.fromSecond && !selection.toSecond)
+        return {};
+    for (const int channel : channels) {
+        const auto navigation = loader.getChannelTimeNavigation(channel);
+        const bool isWanted = selection.channels.empty() || selection.channels.count(channel) > 0;
+        const quint64 end = selection.toSecond ? navigation->findSecond(*selection.toSecond) : navigation->getCount();
+        if (isWanted && navigation->findSecond(selection.fromSecond.value_or(0)) < end)
+            return {};
+    }
+    return QStringLiteral("the recording has no periods in this span.");
+}
+
 RecordedPeriodSource::RecordedPeriodSource(const std::shared_ptr<PdReplayFileLoader> &loader,
                                            const ReplaySelection &selection)
     : m_loader(loader), m_selection(selection)

@@ -38,6 +38,10 @@ private:
 QString describeLosses(const CommonNOX::Importer::ReplayLosses &losses);
 QString describeLostPeriods(quint64 count);
 
+/// What the recording has nothing of, in one sentence: a channel, or periods in the span. Empty when all is well.
+QString objectToSelection(const CommonNOX::Importer::PdReplayFileLoader &loader,
+                          const CommonNOX::Importer::ReplaySelection &selection);
+
 /// The same as a source of periods.
 class RecordedPeriodSource : public PeriodSource
 {

@@ -107,16 +107,15 @@ void ReplaySession::onLoaded()
     if (!m_loader->getRemark().isEmpty())
         emit told(m_loader->getRemark() + QLatin1Char('.'));
     const ReplaySelection &selection = m_connection->getRequest().selection;
-    for (const int channel : selection.channels) {
-        if (!m_loader->getChannels().contains(channel)) {
-            end(QStringLiteral("the recording has no channel %1.").arg(channel));
-            return;
-        }
+    if (const QString objection = objectToSelection(*m_loader, selection); !objection.isEmpty()) {
+        end(objection);
+        return;
     }
     auto walk = std::make_unique<ReplayWalk>(*m_loader, selection);
     m_beginnings = walk->getBeginnings();
+    // All of the span may be lost.
     if (m_beginnings.empty() && (selection.fromSecond || selection.toSecond)) {
-        end(QStringLiteral("the recording has no periods in this span."));
+        end(QStringLiteral("the recording has no periods in this span that can be read."));
         return;
     }
     const QJsonObject announcement = gatherAnnouncement(*walk);
@@ -261,7 +260,7 @@ bool ReplaySession::isConnected() const
 
 bool ReplaySession::isLimitReached() const
 {
-    return m_isAtEnd;
+    return m_isAtEnd || m_isLimited;
 }
 
 std::optional<double> ReplaySession::getDone() const
@@ -296,7 +295,7 @@ double ReplaySession::getWait(const Item &item)
 
 void ReplaySession::feed()
 {
-    if (!m_isRunning || m_isAtEnd)
+    if (!m_isRunning || isLimitReached())
         return;
     const auto recorder = m_device->getRecorder();
     const qint64 begin = m_clock.elapsed();
@@ -328,7 +327,7 @@ void ReplaySession::feed()
             m_pacer.advance();
         const Item item = *std::exchange(m_next, std::nullopt);
         deliver(item);
-        if (m_isAtEnd)
+        if (m_isLimited)
             return;
     }
     m_timer.start(0);
@@ -381,7 +380,7 @@ void ReplaySession::deliverBlock(const Item &item)
     }
     const auto limit = m_limits.getPeriodLimit();
     const QList<CommonNOX::Devices::Channels::ChannelInformation> &channels = m_device->getChannels();
-    m_isAtEnd =
+    m_isLimited =
         m_limits.isTimeOver() || (limit && std::all_of(channels.begin(), channels.end(), [&](const auto &channel) {
                                       return m_limits.getAdmitted(channel.getChannelIndex()) >= *limit;
                                   }));

@@ -77,6 +77,7 @@ private:
     QTimer m_timer;
     bool m_isRunning = false;
     bool m_isAtEnd = false;
+    bool m_isLimited = false;
     bool m_isEnded = false;
 };
 

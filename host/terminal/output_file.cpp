@@ -1,6 +1,7 @@
 #include "host/terminal/output_file.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <cerrno>
 #include <cstdlib>
@@ -20,6 +21,20 @@ QString systemReason()
 }
 
 } // namespace
+
+bool isSameFile(const QString &left, const QString &right)
+{
+    if (left.isEmpty() || right.isEmpty())
+        return false;
+    struct stat ofLeft, ofRight;
+    const bool isLeft = ::stat(QFile::encodeName(left).constData(), &ofLeft) == 0;
+    const bool isRight = ::stat(QFile::encodeName(right).constData(), &ofRight) == 0;
+    if (isLeft && isRight)
+        return ofLeft.st_dev == ofRight.st_dev && ofLeft.st_ino == ofRight.st_ino;
+    const QFileInfo first(left), second(right);
+    return !isLeft && !isRight && first.fileName() == second.fileName() &&
+           QFileInfo(first.absolutePath()).canonicalFilePath() == QFileInfo(second.absolutePath()).canonicalFilePath();
+}
 
 OutputFile::~OutputFile()
 {

@@ -7,6 +7,9 @@
 namespace NoxHost
 {
 
+/// Whether two paths lead to one file, also to one that is still to be made. An empty path leads nowhere.
+bool isSameFile(const QString &left, const QString &right);
+
 /// A file that appears under its name when everything is in it, and not at all when it is given up. Of an empty name it
 /// is standard output.
 class OutputFile

@@ -271,10 +271,59 @@ class Recording(unittest.TestCase):
                     self.assertEqual((result.status, result.stdout, len(result.messages())), (1, "", 1), result)
         self.assertFalse((self.folder / "x.pdr").exists())
 
+    def test_what_is_read_is_never_replaced(self):
+        path, _ = self.record("a.pdr", periods=20)
+        pulses = self.folder / "a.csv"
+        self.assertEqual(nox.run("export", path, "--pulses", "-o", pulses).status, 0)
+        alias = self.folder / "alias.csv"
+        alias.hardlink_to(path)
+        table = [["export", path, "--pulses", "-o", path], ["export", path, "--readings", "-o", alias],
+                 ["replay", path, "--speed", "0", "--readings", path], ["pattern", pulses, "-o", pulses],
+                 ["measure", f"replay:{path}", "--readings", path], ["shot", pulses, "--column", 11, "-o", pulses],
+                 ["import", pulses, pulses]]
+        before = fingerprint(path), fingerprint(pulses)
+        for words in table:
+            with self.subTest(words=words):
+                result = nox.run(*words)
+                self.assertEqual((result.stdout, len(result.messages())), ("", 1), result)
+                self.assertNotEqual(result.status, 0)
+                self.assertEqual((fingerprint(path), fingerprint(pulses)), before)
+        result = nox.run("measure", "simulator:?speed=0", "--periods", 5, "--record", self.folder / "b.pdr", "--readings",
+                         self.folder / "b.pdr", "--json")
+        self.assertEqual(result.status, 1, result)
+        self.assertIn("is the recording.", result.stderr)
+        self.info(self.folder / "b.pdr")
+
+    def test_what_a_recording_has_nothing_of(self):
+        path, _ = self.record("a.pdr", periods=20)
+        for words, sentence in (("--channel", 9), "has no channel 9."), (("--span", "100:"), "no periods in this span."):
+            for table in "--pulses", "--scopes", "--actions", "--readings":
+                with self.subTest(words=words, table=table):
+                    result = nox.run("export", path, table, *words)
+                    self.assertEqual(result.status, 1, result)
+                    self.assertIn(sentence, result.stderr)
+
+    def test_a_recorded_criterion_is_enough(self):
+        path, live = self.record("a.pdr", "--evaluators", "inceptionextinction", "--criterion", "2/5:80:60")
+        self.assertTrue(live)
+        self.assertEqual(self.replay(path, "--evaluators", "inceptionextinction").stdout, live)
+        path, _ = self.record("b.pdr", periods=10)
+        for command in (["replay", path], ["export", path, "--readings"], ["measure", f"replay:{path}"]):
+            result = nox.run(*command, "--evaluators", "inceptionextinction")
+            self.assertEqual((result.status, len(result.messages())), (1, 1), result)
+            self.assertIn("give --criterion", result.stderr)
+
+    def test_a_limit_is_not_the_end_of_a_recording(self):
+        path, _ = self.record("a.pdr", periods=100)
+        for words, has_ended in (["--periods", 10], False), (["--duration", "0.5s"], False), ([], True):
+            result = nox.run("measure", f"replay:{path}?speed=0", *words, "--json")
+            self.assertEqual((result.status, "the end of the recording" in result.stderr), (0, has_ended), result.stderr)
+
     def test_wrong_words(self):
         for arguments in (["replay"], ["replay", "a.pdr", "--span", "1"], ["replay", "a.pdr", "--span", "5:1"],
                           ["replay", "a.pdr", "--channel", "x"], ["replay", "a.pdr", "--speed", "fast"],
-                          ["export", "a.pdr"], ["export", "a.pdr", "--pulses", "--scopes"], ["import", "a.csv"],
+                          ["export", "a.pdr"], ["export", "a.pdr", "--pulses", "--scopes"],
+                          ["export", "a.pdr", "--pulses", "--json"], ["measure", "simulator:", "--record-template", ""], ["import", "a.csv"],
                           ["measure", "simulator:", "--record-limit", "5s"], ["measure", "replay:a.pdr?speed=x"],
                           ["measure", "simulator:", "--record", "a.pdr", "--record-limit", "many"]):
             with self.subTest(arguments=arguments):
