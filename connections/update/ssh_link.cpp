@@ -7,6 +7,7 @@
 
 #include <libssh/libssh.h>
 #include <unistd.h>
+#include <utility>
 
 namespace CommonNOX::Connections
 {
@@ -54,20 +55,16 @@ bool SshLink::open(const SshEndpoint &endpoint, const SshLimits &limits, QString
         error = QStringLiteral("cannot connect to %1: %2").arg(place, error);
         return false;
     }
+    m_socket = socket;
     m_watchdog.setSocket(socket);
     m_session = ssh_new();
-    int handle = socket;
-    if (!m_session || ssh_options_set(m_session, SSH_OPTIONS_FD, &handle) != SSH_OK) {
-        ::close(socket);
+    if (!m_session || ssh_options_set(m_session, SSH_OPTIONS_FD, &m_socket) != SSH_OK) {
         close();
         error = QStringLiteral("there is no memory for a session");
         return false;
     }
     error = setOptions(endpoint);
-    // A session that was not connected yet leaves it open.
-    if (!error.isEmpty())
-        ::close(socket);
-    else
+    if (error.isEmpty())
         error = handShake(endpoint, identity.get(), deadline);
     if (error.isEmpty())
         return true;
@@ -120,11 +117,14 @@ QString SshLink::handShake(const SshEndpoint &endpoint, ssh_key identity,
 void SshLink::close()
 {
     m_watchdog.setSocket(-1);
-    if (!m_session)
-        return;
-    ssh_disconnect(m_session);
-    ssh_free(m_session);
-    m_session = nullptr;
+    if (m_session) {
+        ssh_disconnect(m_session);
+        ssh_free(m_session);
+        m_session = nullptr;
+    }
+    // A socket that a session was given is not closed by it.
+    if (m_socket >= 0)
+        ::close(std::exchange(m_socket, -1));
 }
 
 bool SshLink::isOpen() const

@@ -80,6 +80,7 @@ private:
     int askAgent();
 
     ssh_session m_session = nullptr;
+    int m_socket = -1; // the session's
     SshLimits m_limits;
     SshWatchdog m_watchdog;
     std::atomic<bool> m_isCancelled{false};
