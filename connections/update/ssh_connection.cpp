@@ -282,8 +282,7 @@ bool SSHConnection::makeFile(const QString &folder, const QString &name)
         return false;
     QString error;
     const QByteArray path = QuotePathForShell(QDir(folder).filePath(name));
-    return RunSshScript(d->link, ": > " + path + " && " + MakeSyncCommand(' ' + path) + '\n', error).has_value() ||
-           fail("makeFile", error);
+    return RunSshScript(d->link, ": > " + path + '\n', error).has_value() || fail("makeFile", error);
 }
 
 bool SSHConnection::removeFiles(const QString &folder, const QString &prefix)

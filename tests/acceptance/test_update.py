@@ -26,7 +26,7 @@ class Device(unittest.TestCase):
     largest_file = None
 
     def setUp(self):
-        self.folder = Path(tempfile.mkdtemp())
+        self.folder = Path(tempfile.mkdtemp(dir=secure_shell.memory_folder()))
         self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
         self.device = self.folder / "de vice"
         self.package = self.folder / "package"
