@@ -116,6 +116,10 @@ bool DeviceUpdateWorker::isReady()
 
 std::optional<DeviceUpdateContext> DeviceUpdateWorker::readContext(const Package &package)
 {
+    if (!package) {
+        m_error = QStringLiteral("there is no package");
+        return std::nullopt;
+    }
     const auto context = readContext(QVector<Package>{package});
     return context ? std::optional(contextOf(package, *context)) : std::nullopt;
 }

@@ -114,7 +114,8 @@ PeriodResult RecordedPeriodSource::next()
 
 QString RecordedPeriodSource::getTitle() const
 {
-    return m_loader->getHeader()->get(CommonNOX::Entries::Keys::Title).toString();
+    const QString title = m_loader->getHeader()->get(CommonNOX::Entries::Keys::Title).toString();
+    return title.isEmpty() ? m_loader->getFileInformation().completeBaseName() : title;
 }
 
 QString RecordedPeriodSource::getRemark() const
