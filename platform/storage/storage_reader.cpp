@@ -128,7 +128,8 @@ QString StorageReader::Private::load(Access access)
                                                  : SqliteDatabase::Mode::ReadAlone;
     if (!database.open(path, mode))
         return QStringLiteral("cannot be opened: %1").arg(database.getErrorText());
-    database.execute("PRAGMA busy_timeout=1000");
+    // A commit is short, but the disk below it may be busy with others; what is locked for longer counts as damaged.
+    database.execute("PRAGMA busy_timeout=5000");
     if (!hasOurTables())
         return database.getErrorCode() == 0 || database.getErrorCode() > 100
                    ? QStringLiteral("has no tables of a recording")
