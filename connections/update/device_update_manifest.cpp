@@ -1,6 +1,7 @@
 #include "connections/update/device_update_manifest.h"
 
 #include "entries/log.h"
+#include "platform/json_keys.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -135,6 +136,8 @@ std::optional<DeviceUpdateManifest> DeviceUpdateManifest::ParseFromJson(const QB
     if (json.size() > MaximumSize) {
         fault = QStringLiteral("longer than %1 bytes").arg(MaximumSize);
         offset = MaximumSize;
+    } else if (const auto key = Shared::FindRepeatedJsonKey(json)) {
+        fault = QStringLiteral("\"%1\" is named twice in one object").arg(QString::fromUtf8(key->left(80)));
     } else {
         QJsonParseError parseError;
         const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);

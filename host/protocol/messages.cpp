@@ -2,6 +2,7 @@
 
 #include "host/protocol/message_names.h"
 #include "host/protocol/packed_numbers.h"
+#include "platform/json_keys.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -129,6 +130,11 @@ bool readWholeNumber(const QJsonValue &value, qint64 lowest, qint64 highest, qin
 WireMessage readMessage(const QByteArray &line)
 {
     WireMessage message;
+    if (const auto key = Shared::FindRepeatedJsonKey(line)) {
+        message.error =
+            QStringLiteral("the line names \"%1\" twice in one object").arg(QString::fromUtf8(key->left(80)));
+        return message;
+    }
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(line, &parseError);
     if (!document.isObject()) {

@@ -148,7 +148,8 @@ class Simulate(unittest.TestCase):
                 return used
             with Host(instrument.url) as host:
                 host.receive()  # so that whatever it needs is loaded
-            idle = instrument.resources()
+            # Also what that host needed goes first.
+            idle = min((instrument.resources() for _ in range(20) if time.sleep(0.05) is None), key=lambda used: used[1:])
             warm = storm(300)
             used = storm(1000)
             self.assertLess(used[0] - warm[0], 1000 * 1024)

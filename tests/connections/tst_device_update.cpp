@@ -51,6 +51,7 @@ TEST(DeviceUpdateManifest, RefusesWhatIsNoManifestWithTheReason)
         {"{\"priority\":1", "termination"},
         {QByteArray(Manifest::MaximumSize + 1, ' '), "longer than"},
         {R"({"deviceClass":1})", "deviceClass"},
+        {R"({"conditions":{"a":{},"a":{"path":"/v"}}})", "twice"},
         {R"({"conditions":[]})", "conditions"},
         {R"({"conditions":{"a":1}})", "no object"},
         {oneCondition(R"("path":7)"), "path"},

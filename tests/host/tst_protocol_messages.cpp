@@ -49,6 +49,13 @@ QString complaintOf(const QByteArray &line)
     return error;
 }
 
+TEST(ProtocolMessages, NamesOfAnObjectAreItsOwn)
+{
+    const WireMessage message = readMessage(R"({"message":"period_block","periods":[{}],"periods":[{}]})");
+    EXPECT_EQ(message.error, QStringLiteral("the line names \"periods\" twice in one object"));
+    EXPECT_TRUE(message.object.isEmpty());
+}
+
 } // namespace
 
 TEST(LineFramer, CutsLinesHoweverTheyCome)
