@@ -67,8 +67,8 @@ public:
     std::shared_ptr<DeviceHealthSource> getHealthSource() const;
     void setHealthSource(const std::shared_ptr<DeviceHealthSource> &source);
 
-    /// Makes the device's recorder, whose files go into the folder; it is controlled through the device's attributes below
-    /// "recording". False when there is one already, and without the floor that records.
+    /// Makes the device's recorder, whose files go into the folder; it is controlled through the device's attributes
+    /// below "recording". False when there is one already, and without the floor that records.
     bool initializeRecording(const QString &folder);
     /// Null before initializeRecording().
     DeviceRecorderInterface *getRecorder() const;

@@ -22,8 +22,9 @@ QString usage()
 
 PdDeviceEvaluator::PdDeviceEvaluator(const std::shared_ptr<Devices::PdDevice> &device) : m_device(device)
 {
-    m_scopes = m_device->subscribeVoltageScopes(
-        [this](const Devices::PdDevice::VoltageScopePtr &scope, quint64) { m_evaluator.addNewReceivedVoltageScope(scope); });
+    m_scopes = m_device->subscribeVoltageScopes([this](const Devices::PdDevice::VoltageScopePtr &scope, quint64) {
+        m_evaluator.addNewReceivedVoltageScope(scope);
+    });
 }
 
 PdDeviceEvaluator::~PdDeviceEvaluator() = default;

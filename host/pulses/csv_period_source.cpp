@@ -5,7 +5,9 @@
 namespace NoxHost
 {
 
-CsvPeriodSource::CsvPeriodSource(const QString &path) : m_path(path), m_isFile(QFileInfo(path).isFile() || !QFileInfo::exists(path)) {}
+CsvPeriodSource::CsvPeriodSource(const QString &path)
+    : m_path(path), m_isFile(QFileInfo(path).isFile() || !QFileInfo::exists(path))
+{}
 
 CsvPeriodSource::~CsvPeriodSource() = default;
 
