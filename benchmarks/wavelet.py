@@ -10,7 +10,7 @@ import time
 import numpy
 import pywt
 
-SAMPLES, LEVEL, ROUNDS, PASSES, LIMIT = 1_000_000, 5, 5, 5, 0.22
+SAMPLES, LEVEL, ROUNDS, PASSES, LIMIT = 1_000_000, 5, 15, 3, 0.22
 WAVELETS = ("db4", "sym8", "coif3")
 
 

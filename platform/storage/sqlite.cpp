@@ -68,10 +68,8 @@ void SqliteDatabase::defend(Mode mode) const
         return;
     }
     sqlite3_db_config(m_handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    // Eight megabytes keep the inner pages of a long file at hand, whatever place is sought.
     if (mode != Mode::Create && mode != Mode::ReadWrite)
-        sqlite3_exec(m_handle, "PRAGMA cell_size_check=ON; PRAGMA mmap_size=0; PRAGMA cache_size=-8000", nullptr,
-                     nullptr, nullptr);
+        sqlite3_exec(m_handle, "PRAGMA cell_size_check=ON; PRAGMA mmap_size=0", nullptr, nullptr, nullptr);
 }
 
 bool SqliteDatabase::close()
