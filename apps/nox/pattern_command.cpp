@@ -54,12 +54,13 @@ struct PatternOptions
     NoxHost::EvaluationSettings building;
 };
 
-/// The smallest of 1, 2, 5, 10, 20, ... that is not below the charge.
+/// The next round number above the charge. A charge at the very end of a bipolar axis would count as off it, and a
+/// device that saturates does so at a round number.
 double roundedUp(double charge)
 {
     const double decade = std::pow(10.0, std::floor(std::log10(charge)));
-    for (const double step : {1.0, 2.0, 5.0}) {
-        if (step * decade >= charge)
+    for (const double step : {1.0, 1.2, 1.5, 2.0, 2.5, 3.0, 4.0, 5.0, 6.0, 8.0}) {
+        if (step * decade > charge)
             return step * decade;
     }
     return 10.0 * decade;

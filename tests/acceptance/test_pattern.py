@@ -178,10 +178,15 @@ class Patterns(FolderCase):
         self.assertIn(" 1.00 s;", told)
 
     def test_default_scale_holds_every_charge(self):
-        path = pulse_csv.write(self.folder / "pulses.csv", self.periods(seed=5))
-        for log in ([], ["--log"]):
-            counts = self.counts(path, "--bipolar", *log)
-            self.assertFalse([place for place in counts if place[0] == OVERFLOW])
+        # A saturated series ends at a round number, which is where the last row of an axis would end too.
+        saturated = [pulse_csv.Period(channel=0, index=0, start=0, end=20000, pd_correction=1.0, pd_calibration=1.0,
+                                      pulses=[(5000, 1000, 0, 0), (15000, -1000, 0, 0)])]
+        for name, periods in (("random", self.periods(seed=5)), ("saturated", saturated)):
+            path = pulse_csv.write(self.folder / "pulses.csv", periods)
+            for log in ([], ["--log"]):
+                with self.subTest(series=name, options=log):
+                    counts = self.counts(path, "--bipolar", *log)
+                    self.assertFalse([place for place in counts if place[0] == OVERFLOW])
 
     def test_measured_switchgear_shows_two_lobes(self):
         path = nox.shared_data("switchgear", "pulses.csv")
