@@ -45,12 +45,21 @@ void RegisterConverter(Convert convert)
 }
 
 template <class Type>
-void RegisterStreamedType(const QString &guid)
+void RegisterStreamedType(const QString &guid, const PayloadDecoder &decoder = {})
 {
     const int type = qMetaTypeId<Type>();
     const QByteArray name = QMetaType::typeName(type);
     qRegisterMetaTypeStreamOperators<Type>(name.constData());
-    RegisterPayloadSkipper(name, [guid](WireCursor &cursor) { return EntryStream::Skip(cursor, guid); });
+    RegisterPayloadSkipper(
+        name, [guid](WireCursor &cursor) { return EntryStream::Skip(cursor, guid); }, decoder);
+}
+
+template <class Entry, class Ptr>
+QVariant DecodePointer(WireCursor &cursor, const QDataStream &format)
+{
+    auto entry = std::make_shared<Entry>();
+    const bool isEntry = EntryStream::Take(cursor, format, *entry);
+    return QVariant::fromValue(isEntry ? Ptr(std::move(entry)) : Ptr());
 }
 
 template <class Entry>
@@ -59,8 +68,8 @@ void RegisterEntryMetaTypes()
     using Ptr = std::shared_ptr<Entry>;
     using ConstPtr = std::shared_ptr<const Entry>;
     RegisterStreamedType<Entry>(Entry::Guid());
-    RegisterStreamedType<Ptr>(Entry::Guid());
-    RegisterStreamedType<ConstPtr>(Entry::Guid());
+    RegisterStreamedType<Ptr>(Entry::Guid(), &DecodePointer<Entry, Ptr>);
+    RegisterStreamedType<ConstPtr>(Entry::Guid(), &DecodePointer<Entry, ConstPtr>);
     RegisterConverter<Ptr, DataEntryPtr>([](const Ptr &entry) { return DataEntryPtr(entry); });
     RegisterConverter<Ptr, DataEntryConstPtr>([](const Ptr &entry) { return DataEntryConstPtr(entry); });
     RegisterConverter<ConstPtr, DataEntryConstPtr>([](const ConstPtr &entry) { return DataEntryConstPtr(entry); });

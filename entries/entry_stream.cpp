@@ -5,11 +5,11 @@
 #include "entries/log.h"
 
 #include <QBuffer>
-#include <QtEndian>
 
 #include <algorithm>
-#include <cstring>
+#include <bit>
 #include <limits>
+#include <optional>
 #include <vector>
 
 namespace CommonNOX
@@ -18,69 +18,39 @@ namespace CommonNOX
 namespace
 {
 
+constexpr qint64 SmallestVariant = 5;
 // A record is at least a name, a value, a flag, an icon and a description.
-constexpr qint64 SmallestRecord = 4 + 5 + 1 + 4 + 4;
+constexpr qint64 SmallestRecord = 4 + SmallestVariant + 1 + 4 + 4;
 constexpr qint64 FirstWindow = 64 * 1024;
 
-/// One property as it stands in the checked bytes.
-struct Record
-{
-    qint64 nameBegin = 0;
-    qint64 valueBegin = 0;
-    qint64 valueEnd = 0;
-    bool searchable = false;
-    qint64 descriptionBegin = 0;
-};
-
-struct EntryBytes
+/// What stands before an entry's records.
+struct Head
 {
     QString guid;
     qint64 count = 0;
-    qint64 headEnd = 0;
-    std::vector<Record> records;
 
     bool isNull() const { return guid.isEmpty() && count == 0; }
 };
 
-bool skipRecord(WireCursor &cursor, Record &record)
+bool readHead(WireCursor &cursor, Head &head)
 {
-    quint8 searchable = 0;
-    record.nameBegin = cursor.getPosition();
-    if (!cursor.skipString())
-        return false;
-    record.valueBegin = cursor.getPosition();
-    if (!cursor.skipVariant())
-        return false;
-    record.valueEnd = cursor.getPosition();
-    if (!cursor.read(searchable) || !cursor.skipIcon())
-        return false;
-    record.searchable = searchable != 0;
-    record.descriptionBegin = cursor.getPosition();
-    return cursor.skipString();
+    return cursor.read(head.guid) && cursor.read(head.count);
 }
 
-bool readHead(WireCursor &cursor, EntryBytes &entry)
+/// Flag, icon and description.
+bool skipTraits(WireCursor &cursor)
 {
-    if (!cursor.read(entry.guid) || !cursor.read(entry.count))
-        return false;
-    entry.headEnd = cursor.getPosition();
-    return true;
+    return cursor.skip(1) && cursor.skipIcon() && cursor.skipString();
 }
 
-bool checkCount(WireCursor &cursor, qint64 count)
+bool skipRecords(WireCursor &cursor, qint64 count)
 {
     if (count < 0)
         return cursor.fail();
-    return count <= cursor.getRemaining() / SmallestRecord || cursor.fail(WireCursor::State::PastEnd);
-}
-
-bool readRecords(WireCursor &cursor, EntryBytes &entry)
-{
-    if (!checkCount(cursor, entry.count))
-        return false;
-    entry.records.resize(std::size_t(entry.count));
-    for (Record &record : entry.records) {
-        if (!skipRecord(cursor, record))
+    if (count > cursor.getRemaining() / SmallestRecord)
+        return cursor.fail(WireCursor::State::PastEnd);
+    for (qint64 i = 0; i < count; ++i) {
+        if (!cursor.skipString() || !cursor.skipVariant() || !skipTraits(cursor))
             return false;
     }
     return true;
@@ -147,59 +117,84 @@ void copyFormat(const QDataStream &from, QDataStream &to)
     to.setFloatingPointPrecision(from.floatingPointPrecision());
 }
 
-/// The common values without a detour through a stream; anything else gives an invalid variant.
-QVariant decodeNumber(const char *data, qint64 size, const WireCursor &format)
-{
-    if (!format.isBigEndian() || format.getRealSize() != 8 || data[4] != 0)
-        return {};
-    const char *payload = data + 5;
-    switch (qFromBigEndian<quint32>(data)) {
-    case QMetaType::Bool:
-        return QVariant(*payload != 0);
-    case QMetaType::Int:
-        return QVariant(qFromBigEndian<qint32>(payload));
-    case QMetaType::UInt:
-        return QVariant(qFromBigEndian<quint32>(payload));
-    case QMetaType::LongLong:
-        return QVariant(qFromBigEndian<qint64>(payload));
-    case QMetaType::ULongLong:
-        return QVariant(qFromBigEndian<quint64>(payload));
-    case QMetaType::Double: {
-        const quint64 bits = qFromBigEndian<quint64>(payload);
-        double value = 0.0;
-        std::memcpy(&value, &bits, sizeof value);
-        return size == 13 ? QVariant(value) : QVariant();
-    }
-    default:
-        return {};
-    }
-}
+QVariant readVariant(WireCursor &cursor, const QDataStream &format);
 
-QVariant decodeValue(const QDataStream &format, const QByteArray &bytes, const Record &record)
+template <class T>
+T take(WireCursor &cursor)
 {
-    const char *data = bytes.constData() + record.valueBegin;
-    const qint64 size = record.valueEnd - record.valueBegin;
-    const QVariant number = decodeNumber(data, size, WireCursor(data, size, format));
-    if (number.isValid())
-        return number;
-    QVariant value;
-    QDataStream stream(QByteArray::fromRawData(data, int(size)));
-    copyFormat(format, stream);
-    stream >> value;
+    T value{};
+    cursor.read(value);
     return value;
 }
 
-QString decodeText(const QDataStream &format, const QByteArray &bytes, qint64 begin)
+QVariantList readList(WireCursor &cursor, const QDataStream &format)
 {
-    WireCursor cursor(bytes.constData() + begin, bytes.size() - begin, format);
-    QString text;
-    cursor.read(text);
-    return text;
+    QVariantList values;
+    quint32 count = 0;
+    if (!cursor.readCount(count, SmallestVariant))
+        return values;
+    values.reserve(int(count));
+    for (quint32 i = 0; i < count; ++i)
+        values.append(readVariant(cursor, format));
+    return values;
 }
 
-bool isText(const QDataStream &format, const QByteArray &bytes, qint64 begin, const QString &text)
+/// The common values, without a detour through a stream; nothing for any other.
+std::optional<QVariant> readCommon(WireCursor &cursor, const QDataStream &format)
 {
-    return WireCursor(bytes.constData() + begin, bytes.size() - begin, format).startsWithString(text);
+    const WireCursor::Level level(cursor);
+    if (!level)
+        return std::nullopt;
+    const auto type = take<quint32>(cursor);
+    if (take<quint8>(cursor) != 0)
+        return std::nullopt;
+    switch (type) {
+    case QMetaType::UnknownType:
+        return QVariant();
+    case QMetaType::Bool:
+        return QVariant(take<quint8>(cursor) != 0);
+    case QMetaType::Int:
+        return QVariant(int(take<quint32>(cursor)));
+    case QMetaType::UInt:
+        return QVariant(take<quint32>(cursor));
+    case QMetaType::LongLong:
+        return QVariant(take<qint64>(cursor));
+    case QMetaType::ULongLong:
+        return QVariant(quint64(take<qint64>(cursor)));
+    case QMetaType::Double:
+        if (cursor.getRealSize() == sizeof(double))
+            return QVariant(std::bit_cast<double>(take<qint64>(cursor)));
+        return std::nullopt;
+    case QMetaType::QString:
+        return QVariant(take<QString>(cursor));
+    case QMetaType::QVariantList:
+        return QVariant(readList(cursor, format));
+    case QMetaType::User: {
+        const PayloadType *payload = cursor.readPayloadType();
+        return payload && payload->decode ? std::optional(payload->decode(cursor, format)) : std::nullopt;
+    }
+    default:
+        return std::nullopt;
+    }
+}
+
+/// Of bytes that were checked.
+QVariant readVariant(WireCursor &cursor, const QDataStream &format)
+{
+    WireCursor ahead = cursor;
+    if (std::optional<QVariant> common = readCommon(ahead, format)) {
+        cursor = ahead;
+        return std::move(*common);
+    }
+    const char *data = cursor.getData();
+    const qint64 begin = cursor.getPosition();
+    QVariant value;
+    if (!cursor.skipVariant())
+        return value;
+    QDataStream stream(QByteArray::fromRawData(data, int(cursor.getPosition() - begin)));
+    copyFormat(format, stream);
+    stream >> value;
+    return value;
 }
 
 /// Values hold entries by pointer, so a ring of them would be written without end.
@@ -276,60 +271,87 @@ void EntryStream::Write(QDataStream &stream, const DataEntry &entry)
 bool EntryStream::Read(QDataStream &stream, DataEntry &entry)
 {
     Window window(stream);
-    EntryBytes found;
+    Head head;
+    qint64 begin = 0;
     qint64 end = 0;
     const bool good = walkWindow(stream, window, [&](WireCursor &cursor) {
-        found = {};
-        const bool walked = readHead(cursor, found) && (found.guid != entry.m_guid || readRecords(cursor, found));
+        if (!readHead(cursor, head))
+            return false;
+        begin = cursor.getPosition();
+        const bool walked = head.guid != entry.m_guid || skipRecords(cursor, head.count);
         end = cursor.getPosition();
         return walked;
     });
     if (!good)
         return false;
-    TakeValues(stream, window.getBytes(), found.records, entry);
+    WireCursor cursor(window.getBytes().constData() + begin, end - begin, stream);
+    if (head.guid == entry.m_guid)
+        TakeRecords(cursor, head.count, stream, entry);
     stream.skipRawData(int(end));
-    return !found.isNull();
+    return !head.isNull();
 }
 
-template <class Records>
-void EntryStream::TakeValues(const QDataStream &format, const QByteArray &bytes, const Records &records,
-                             DataEntry &entry)
+void EntryStream::TakeRecords(WireCursor &cursor, qint64 count, const QDataStream &format, DataEntry &entry)
 {
-    for (std::size_t i = 0; i < records.size(); ++i) {
+    for (qint64 i = 0; i < count; ++i) {
         // Whoever wrote it had, most likely, the same properties in the same order.
-        const QString expected = entry.m_propertyNames.value(int(i));
-        const bool isExpected = !expected.isEmpty() && isText(format, bytes, records[i].nameBegin, expected);
-        const auto property =
-            entry.m_properties.find(isExpected ? expected : decodeText(format, bytes, records[i].nameBegin));
-        if (property != entry.m_properties.end())
-            property->setValue(decodeValue(format, bytes, records[i]));
+        QString name = i < entry.m_propertyNames.size() ? entry.m_propertyNames[int(i)] : QString();
+        if (!name.isEmpty() && cursor.startsWithString(name))
+            cursor.skipString();
+        else
+            cursor.read(name);
+        const auto property = entry.m_properties.constFind(name);
+        if (property != entry.m_properties.constEnd())
+            property->setValue(readVariant(cursor, format));
+        else
+            cursor.skipVariant();
+        skipTraits(cursor);
     }
+}
+
+bool EntryStream::Take(WireCursor &cursor, const QDataStream &format, DataEntry &entry)
+{
+    const WireCursor::Level level(cursor);
+    Head head;
+    if (!level || !readHead(cursor, head) || head.isNull())
+        return false;
+    TakeRecords(cursor, head.count, format, entry);
+    return true;
 }
 
 DataEntryPtr EntryStream::ReadAny(QDataStream &stream)
 {
     Window window(stream);
-    EntryBytes found;
+    Head head;
+    qint64 begin = 0;
     qint64 end = 0;
     const bool good = walkWindow(stream, window, [&](WireCursor &cursor) {
-        found = {};
-        const bool walked = readHead(cursor, found) && readRecords(cursor, found);
+        if (!readHead(cursor, head))
+            return false;
+        begin = cursor.getPosition();
+        const bool walked = skipRecords(cursor, head.count);
         end = cursor.getPosition();
         return walked;
     });
     if (!good)
         return nullptr;
-    DataEntryPtr entry = CreateRegisteredEntry(found.guid);
-    if (!entry && !found.guid.isEmpty()) {
+    const WireCursor records(window.getBytes().constData() + begin, end - begin, stream);
+    DataEntryPtr entry = CreateRegisteredEntry(head.guid);
+    if (!entry && !head.guid.isEmpty()) {
         QList<DataEntryProperty> properties;
-        for (const Record &record : found.records)
-            properties.append(DataEntryProperty(decodeText(stream, window.getBytes(), record.nameBegin), {},
-                                                record.searchable, {},
-                                                decodeText(stream, window.getBytes(), record.descriptionBegin), {}));
-        entry = std::make_shared<DataEntry>(found.guid, properties);
+        WireCursor cursor = records;
+        for (qint64 i = 0; i < head.count; ++i) {
+            const auto name = take<QString>(cursor);
+            cursor.skipVariant();
+            const bool isSearchable = take<quint8>(cursor) != 0;
+            cursor.skipIcon();
+            properties.append(DataEntryProperty(name, {}, isSearchable, {}, take<QString>(cursor), {}));
+        }
+        entry = std::make_shared<DataEntry>(head.guid, properties);
     }
+    WireCursor cursor = records;
     if (entry)
-        TakeValues(stream, window.getBytes(), found.records, *entry);
+        TakeRecords(cursor, head.count, stream, *entry);
     stream.skipRawData(int(end));
     return entry;
 }
@@ -342,17 +364,12 @@ void EntryStream::WriteNull(QDataStream &stream)
 bool EntryStream::Skip(WireCursor &cursor, const QString &guid)
 {
     const WireCursor::Level level(cursor);
-    EntryBytes entry;
-    if (!level || !readHead(cursor, entry) || !checkCount(cursor, entry.count))
+    Head head;
+    if (!level || !readHead(cursor, head))
         return false;
-    if (!entry.isNull() && !guid.isEmpty() && entry.guid != guid)
+    if (!head.isNull() && !guid.isEmpty() && head.guid != guid)
         return cursor.fail();
-    Record record;
-    for (qint64 i = 0; i < entry.count; ++i) {
-        if (!skipRecord(cursor, record))
-            return false;
-    }
-    return true;
+    return skipRecords(cursor, head.count);
 }
 
 QDataStream &operator<<(QDataStream &stream, const DataEntry &entry)

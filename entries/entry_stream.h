@@ -35,11 +35,12 @@ public:
     /// Moves over an entry's bytes. A guid other than the given one is refused, unless none is given or the bytes
     /// stand for a null pointer.
     static bool Skip(WireCursor &cursor, const QString &guid = {});
+    /// Reads into an entry what `Skip` accepts with the entry's guid, and moves behind it. False when the bytes stand
+    /// for a null pointer.
+    static bool Take(WireCursor &cursor, const QDataStream &format, DataEntry &entry);
 
 private:
-    template <class Records>
-    static void TakeValues(const QDataStream &format, const QByteArray &bytes, const Records &records,
-                           DataEntry &entry);
+    static void TakeRecords(WireCursor &cursor, qint64 count, const QDataStream &format, DataEntry &entry);
 };
 
 NOX_EXPORT QDataStream &operator<<(QDataStream &stream, const DataEntry &entry);

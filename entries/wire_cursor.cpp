@@ -8,6 +8,7 @@
 #include <QtEndian>
 
 #include <algorithm>
+#include <memory>
 #include <shared_mutex>
 
 namespace CommonNOX
@@ -23,7 +24,8 @@ constexpr qint64 SmallestString = 4;
 struct Payloads
 {
     std::shared_mutex mutex;
-    QHash<QByteArray, PayloadSkipper> skippers;
+    // Types stay where they are, and for ever.
+    QHash<QByteArray, std::shared_ptr<const PayloadType>> types;
 };
 
 Payloads &payloads()
@@ -32,10 +34,11 @@ Payloads &payloads()
     return instance;
 }
 
-PayloadSkipper findPayload(const QByteArray &typeName)
+const PayloadType *findPayload(const QByteArray &typeName)
 {
     const std::shared_lock guard(payloads().mutex);
-    return payloads().skippers.value(typeName);
+    const auto type = payloads().types.constFind(typeName);
+    return type == payloads().types.constEnd() ? nullptr : type->get();
 }
 
 /// Bytes of a type of fixed size: a number of whole bytes and a number of reals.
@@ -111,6 +114,10 @@ bool WireCursor::read(QString &value)
     const qint64 start = m_position;
     if (!skipString())
         return false;
+    if (number<quint32>(m_data + start) == NullLength) {
+        value = QString();
+        return true;
+    }
     const qint64 length = (m_position - start - 4) / 2;
     value = QString(int(length), Qt::Uninitialized);
     QChar *out = value.data();
@@ -248,21 +255,31 @@ bool WireCursor::skipVariant()
         return true;
     if (type != QMetaType::User)
         return skipPayload(type);
-    QByteArray name;
-    if (!read(name))
-        return false;
-    if (name.endsWith('\0'))
-        name.chop(1);
-    const PayloadSkipper skipper = findPayload(name);
-    return skipper ? skipper(*this) : fail();
+    const PayloadType *payload = readPayloadType();
+    return payload && payload->skip(*this);
 }
 
-bool RegisterPayloadSkipper(const QByteArray &typeName, const PayloadSkipper &skipper)
+const PayloadType *WireCursor::readPayloadType()
+{
+    const qint64 start = m_position;
+    if (!skipByteArray())
+        return nullptr;
+    int length = int(std::max<qint64>(0, m_position - start - 4));
+    const char *name = m_data + start + 4;
+    if (length > 0 && name[length - 1] == '\0')
+        --length;
+    const PayloadType *type = findPayload(QByteArray::fromRawData(name, length));
+    if (!type)
+        fail();
+    return type;
+}
+
+bool RegisterPayloadSkipper(const QByteArray &typeName, const PayloadSkipper &skipper, const PayloadDecoder &decoder)
 {
     const std::unique_lock guard(payloads().mutex);
-    if (payloads().skippers.contains(typeName))
+    if (payloads().types.contains(typeName))
         return false;
-    payloads().skippers.insert(typeName, skipper);
+    payloads().types.insert(typeName, std::make_shared<const PayloadType>(PayloadType{skipper, decoder}));
     return true;
 }
 

@@ -12,6 +12,8 @@
 namespace CommonNOX
 {
 
+struct PayloadType;
+
 /// Walks over bytes in QDataStream's format without decoding them.
 ///
 /// Every operation checks what it needs against the bytes that remain, and turns the cursor bad when they do not
@@ -54,6 +56,8 @@ public:
     bool skipByteArray();
     /// A QVariant with its type: known types only.
     bool skipVariant();
+    /// Reads the name of a user type; what is registered of it, or null and a bad cursor.
+    const PayloadType *readPayloadType();
     /// A QIcon, pixels included.
     bool skipIcon();
 
@@ -161,10 +165,20 @@ inline bool WireCursor::skipString()
 
 /// Skips the payload of a user type that stands in a variant; false and a bad cursor when it cannot be one.
 using PayloadSkipper = std::function<bool(WireCursor &)>;
+/// Decodes a payload that the skipper accepts, and moves behind it.
+using PayloadDecoder = std::function<QVariant(WireCursor &, const QDataStream &format)>;
+
+/// What reading needs to know of a user type.
+struct PayloadType
+{
+    PayloadSkipper skip;
+    PayloadDecoder decode; ///< may be empty: Qt's operators then decode
+};
 
 /// Makes a user type known to the reading of entries. `typeName` is its meta-type name; its stream operators must be
-/// registered with Qt as well. False when the name is taken. Any thread.
-NOX_EXPORT bool RegisterPayloadSkipper(const QByteArray &typeName, const PayloadSkipper &skipper);
+/// registered with Qt as well. A decoder saves the detour through a stream. False when the name is taken. Any thread.
+NOX_EXPORT bool RegisterPayloadSkipper(const QByteArray &typeName, const PayloadSkipper &skipper,
+                                       const PayloadDecoder &decoder = {});
 
 /// Whether a variant's value can be written into an entry's stream and read back. `levels` are those of nesting
 /// that are left.

@@ -154,10 +154,26 @@ void RegisterBulkPayload()
         type,
         [](QDataStream &stream, const void *value) { WriteBulk(stream, *static_cast<const QVector<T> *>(value)); },
         [](QDataStream &stream, void *value) { ReadBulk(stream, *static_cast<QVector<T> *>(value)); });
-    RegisterPayloadSkipper(QMetaType::typeName(type), [](WireCursor &cursor) {
-        quint32 count = 0;
-        return cursor.readCount(count, WireCodec<T>::Size) && cursor.skip(qint64(count) * WireCodec<T>::Size);
-    });
+    RegisterPayloadSkipper(
+        QMetaType::typeName(type),
+        [](WireCursor &cursor) {
+            quint32 count = 0;
+            return cursor.readCount(count, WireCodec<T>::Size) && cursor.skip(qint64(count) * WireCodec<T>::Size);
+        },
+        [](WireCursor &cursor, const QDataStream &) {
+            QVector<T> values;
+            quint32 count = 0;
+            if (cursor.readCount(count, WireCodec<T>::Size)) {
+                values.resize(int(count));
+                const auto *from = reinterpret_cast<const uchar *>(cursor.getData());
+                if (cursor.isBigEndian())
+                    Detail::LoadElements<true>(from, values.data(), int(count));
+                else
+                    Detail::LoadElements<false>(from, values.data(), int(count));
+                cursor.skip(qint64(count) * WireCodec<T>::Size);
+            }
+            return QVariant::fromValue(values);
+        });
 }
 
 } // namespace CommonNOX::Entries
