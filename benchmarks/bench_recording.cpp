@@ -271,7 +271,8 @@ void replay(const QString &path)
     });
     source.open(NoxHost::makeReplayUrl({path, 0.0, {}}));
     while (!source.isLimitReached()) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
+        // With a time limit Qt would not wait for events but spin.
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         session.takeReadings();
     }
     session.finish();
