@@ -295,7 +295,7 @@ void EntryStream::TakeRecords(WireCursor &cursor, qint64 count, const QDataStrea
 {
     for (qint64 i = 0; i < count; ++i) {
         // Whoever wrote it had, most likely, the same properties in the same order.
-        QString name = i < entry.m_propertyNames.size() ? entry.m_propertyNames[int(i)] : QString();
+        QString name = i < entry.m_propertyNames.size() ? entry.m_propertyNames.at(int(i)) : QString();
         if (!name.isEmpty() && cursor.startsWithString(name))
             cursor.skipString();
         else

@@ -126,15 +126,6 @@ bool WireCursor::read(QString &value)
     return true;
 }
 
-bool WireCursor::read(QByteArray &value)
-{
-    const qint64 start = m_position;
-    if (!skipByteArray())
-        return false;
-    value = QByteArray(m_data + start + 4, int(m_position - start - 4));
-    return true;
-}
-
 bool WireCursor::readCount(quint32 &count, qint64 smallestElement)
 {
     if (!read(count))

@@ -46,7 +46,6 @@ public:
     bool read(quint32 &value);
     bool read(qint64 &value);
     bool read(QString &value);
-    bool read(QByteArray &value);
     /// Whether a string comes next that is this text; nothing is read.
     bool startsWithString(const QString &text) const;
     /// Reads an unsigned 32-bit count and refuses one that the remaining bytes cannot hold.

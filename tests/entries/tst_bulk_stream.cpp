@@ -1,6 +1,7 @@
 #include "entries/measurement/bulk_stream.h"
 #include "entries/measurement/peak.h"
 #include "entries/measurement/samples.h"
+#include "record.h"
 
 #include <QVariant>
 
@@ -74,6 +75,18 @@ TYPED_TEST(BulkStream, TheBytesAreThoseOfFieldAfterField)
             EXPECT_EQ(in.status(), QDataStream::Ok);
             ASSERT_EQ(read, values) << size;
             EXPECT_EQ(in.device()->bytesAvailable(), 6);
+
+            // In an entry they are decoded without a stream.
+            const QString name = QStringLiteral("N");
+            QByteArray entry;
+            QDataStream outEntry(&entry, QIODevice::WriteOnly);
+            outEntry.setByteOrder(order);
+            outEntry << Record(name, {{"N", QVariant::fromValue(values)}});
+            Record target(name, {{"N", 1}});
+            QDataStream inEntry(entry);
+            inEntry.setByteOrder(order);
+            inEntry >> target;
+            ASSERT_EQ(target.get(name).template value<QVector<TypeParam>>(), values) << size;
         }
     }
 }

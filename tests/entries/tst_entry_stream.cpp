@@ -64,6 +64,13 @@ static QVariant readBack(
     return entry.get(QStringLiteral("N"));
 }
 
+using Format = void (*)(QDataStream &);
+
+static const std::vector<Format> formats = {
+    [](QDataStream &stream) { stream.setByteOrder(QDataStream::LittleEndian); },
+    [](QDataStream &stream) { stream.setFloatingPointPrecision(QDataStream::SinglePrecision); },
+    [](QDataStream &stream) { stream.setVersion(QDataStream::Qt_5_2); }};
+
 /// A connection: says nothing of its size and gives a few bytes at a time.
 class Trickle : public QIODevice
 {
@@ -215,11 +222,6 @@ TEST(EntryStream, EveryKnownTypeSurvives)
         utc.toTimeZone(QTimeZone(3600)), utc.toTimeZone(QTimeZone("Europe/Berlin")), QVariant(QVariant::Int),
         QVariant(QVariant::Double)};
     // clang-format on
-    using Format = void (*)(QDataStream &);
-    const std::vector<Format> formats = {
-        [](QDataStream &stream) { stream.setByteOrder(QDataStream::LittleEndian); },
-        [](QDataStream &stream) { stream.setFloatingPointPrecision(QDataStream::SinglePrecision); },
-        [](QDataStream &stream) { stream.setVersion(QDataStream::Qt_5_2); }};
     for (const QVariant &value : all) {
         for (const Format format : formats) {
             const QVariant read = readBack(value, format);
@@ -240,12 +242,15 @@ TEST(EntryStream, NestedEntriesSurviveInEveryHolder)
          {QVariant::fromValue(core), QVariant::fromValue(shared),
           QVariant::fromValue(std::shared_ptr<const CableCoreV1>(shared)), QVariant::fromValue(DataEntryPtr(shared)),
           QVariant::fromValue(DataEntryConstPtr(shared)), QVariant::fromValue(DataEntryConstPtr(stranger))}) {
-        const QVariant read = readBack(QVariantList{value}).toList().value(0);
-        ASSERT_EQ(read.userType(), value.userType());
-        const DataEntryConstPtr entry = DataEntryFromVariant(read);
-        ASSERT_TRUE(entry) << value.typeName();
-        EXPECT_EQ(wire(*entry), wire(*DataEntryFromVariant(value))) << value.typeName();
-        EXPECT_EQ(bool(std::dynamic_pointer_cast<const CableCoreV1>(entry)), entry->getGuid() == CableCoreV1::Guid());
+        for (const Format format : formats) {
+            const QVariant read = readBack(QVariantList{value}, format).toList().value(0);
+            ASSERT_EQ(read.userType(), value.userType());
+            const DataEntryConstPtr entry = DataEntryFromVariant(read);
+            ASSERT_TRUE(entry) << value.typeName();
+            EXPECT_EQ(wire(*entry), wire(*DataEntryFromVariant(value))) << value.typeName();
+            EXPECT_EQ(bool(std::dynamic_pointer_cast<const CableCoreV1>(entry)),
+                      entry->getGuid() == CableCoreV1::Guid());
+        }
     }
     for (const QVariant &null :
          {QVariant::fromValue(DataEntryPtr()), QVariant::fromValue(std::shared_ptr<const CableCoreV1>())}) {
