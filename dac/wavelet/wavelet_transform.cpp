@@ -6,8 +6,11 @@
 // The loops over columns are compiled for wider registers as well, and the best is taken when the library loads.
 #if defined(__x86_64__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(__clang__)
 #define NOX_WIDE_LOOPS __attribute__((target_clones("arch=x86-64-v4", "arch=x86-64-v3", "default")))
+#define NOX_PLAIN_FILTER __attribute__((target("default")))
+#define NOX_WIDE_FILTER __attribute__((target("arch=x86-64-v3")))
 #else
 #define NOX_WIDE_LOOPS
+#define NOX_PLAIN_FILTER
 #endif
 
 namespace CommonNOX::DAC::Wavelets
@@ -95,36 +98,82 @@ void finish(const double *even, qint64 count, qint32 *samples)
 }
 
 /// first[k] = sum over m of a0[m] x[k - m] + a1[m] y[k - m], second[k] the same with b0 and b1.
-NOX_WIDE_LOOPS
-void filter(const double *x, const double *y, const double *a0, const double *a1, const double *b0, const double *b1,
-            qint64 taps, qint64 count, double *first, double *second)
+struct Filter
+{
+    const double *a0, *a1, *b0, *b1;
+    qint64 taps;
+
+    /// Columns from `k` on, one by one.
+    void applyFrom(qint64 k, const double *x, const double *y, qint64 count, double *first, double *second) const
+    {
+        for (; k < count; ++k) {
+            double sumOfFirst = 0.0;
+            double sumOfSecond = 0.0;
+            for (qint64 m = 0; m < taps; ++m) {
+                sumOfFirst += a0[m] * x[k - m] + a1[m] * y[k - m];
+                sumOfSecond += b0[m] * x[k - m] + b1[m] * y[k - m];
+            }
+            first[k] = sumOfFirst;
+            second[k] = sumOfSecond;
+        }
+    }
+};
+
+NOX_PLAIN_FILTER
+void apply(const Filter &filter, const double *x, const double *y, qint64 count, double *first, double *second)
 {
     qint64 k = 0;
     for (; k + Columns <= count; k += Columns) {
         double sumOfFirst[Columns] = {};
         double sumOfSecond[Columns] = {};
-        for (qint64 m = 0; m < taps; ++m) {
+        for (qint64 m = 0; m < filter.taps; ++m) {
             const double *xs = x + k - m;
             const double *ys = y + k - m;
             for (qint64 i = 0; i < Columns; ++i) {
-                sumOfFirst[i] += a0[m] * xs[i] + a1[m] * ys[i];
-                sumOfSecond[i] += b0[m] * xs[i] + b1[m] * ys[i];
+                sumOfFirst[i] += filter.a0[m] * xs[i] + filter.a1[m] * ys[i];
+                sumOfSecond[i] += filter.b0[m] * xs[i] + filter.b1[m] * ys[i];
             }
         }
         std::copy_n(sumOfFirst, Columns, first + k);
         std::copy_n(sumOfSecond, Columns, second + k);
     }
-    for (; k < count; ++k) {
-        double sumOfFirst = 0.0;
-        double sumOfSecond = 0.0;
-        for (qint64 m = 0; m < taps; ++m) {
-            sumOfFirst += a0[m] * x[k - m] + a1[m] * y[k - m];
-            sumOfSecond += b0[m] * x[k - m] + b1[m] * y[k - m];
-        }
-        first[k] = sumOfFirst;
-        second[k] = sumOfSecond;
-    }
+    filter.applyFrom(k, x, y, count, first, second);
 }
+
+#ifdef NOX_WIDE_FILTER
+typedef double Four __attribute__((vector_size(32)));
+typedef double FourAnywhere __attribute__((vector_size(32), aligned(8), may_alias));
+
+/// The same sums in the same order, but every sample is loaded once for both. The plain loop is compiled to load it for
+/// each, and loads that are not aligned are what takes the time.
+NOX_WIDE_FILTER
+void apply(const Filter &filter, const double *x, const double *y, qint64 count, double *first, double *second)
+{
+    constexpr int Vectors = 4;
+    constexpr qint64 Width = 4;
+    const Filter taps = filter;
+    qint64 k = 0;
+    for (; k + Vectors * Width <= count; k += Vectors * Width) {
+        Four sumOfFirst[Vectors] = {};
+        Four sumOfSecond[Vectors] = {};
+        for (qint64 m = 0; m < taps.taps; ++m) {
+            for (int i = 0; i < Vectors; ++i) {
+                Four xs = *reinterpret_cast<const FourAnywhere *>(x + k - m + i * Width);
+                Four ys = *reinterpret_cast<const FourAnywhere *>(y + k - m + i * Width);
+                // Keeps them in registers.
+                asm("" : "+x"(xs), "+x"(ys));
+                sumOfFirst[i] += taps.a0[m] * xs + taps.a1[m] * ys;
+                sumOfSecond[i] += taps.b0[m] * xs + taps.b1[m] * ys;
+            }
+        }
+        for (int i = 0; i < Vectors; ++i) {
+            *reinterpret_cast<FourAnywhere *>(first + k + i * Width) = sumOfFirst[i];
+            *reinterpret_cast<FourAnywhere *>(second + k + i * Width) = sumOfSecond[i];
+        }
+    }
+    taps.applyFrom(k, x, y, count, first, second);
+}
+#endif
 
 /// Every second tap.
 std::vector<double> phaseOf(const std::vector<double> &taps, std::size_t first)
@@ -186,24 +235,26 @@ void WaveletTransform::analyse(const Sample *samples)
         for (qint64 place = pairs; place < places; ++place)
             mirror(place);
     };
+    const Filter filter{m_analysis.low0.data(), m_analysis.low1.data(), m_analysis.high0.data(),
+                        m_analysis.high1.data(), m_taps};
     for (int level = 1; level <= levels; ++level) {
         const qint64 count = m_lengths[std::size_t(level)];
         if (level == 1)
             split(samples, m_lengths[0], count);
         else
             split(m_low, m_lengths[std::size_t(level) - 1], count);
-        filter(m_odd + m_taps, m_even + m_taps, m_analysis.low0.data(), m_analysis.low1.data(), m_analysis.high0.data(),
-               m_analysis.high1.data(), m_taps, count, level == levels ? m_coefficients : m_low, bandOf(level));
+        apply(filter, m_odd + m_taps, m_even + m_taps, count, level == levels ? m_coefficients : m_low, bandOf(level));
     }
 }
 
 void WaveletTransform::synthesise()
 {
+    const Filter filter{m_synthesis.low0.data(), m_synthesis.high0.data(), m_synthesis.low1.data(),
+                        m_synthesis.high1.data(), m_taps};
     const double *low = m_coefficients;
     for (int level = int(m_lengths.size()) - 1; level >= 1; --level) {
         const qint64 pairs = m_lengths[std::size_t(level)] - m_taps + 1;
-        filter(low + m_taps - 1, bandOf(level) + m_taps - 1, m_synthesis.low0.data(), m_synthesis.high0.data(),
-               m_synthesis.low1.data(), m_synthesis.high1.data(), m_taps, pairs, m_even, m_odd);
+        apply(filter, low + m_taps - 1, bandOf(level) + m_taps - 1, pairs, m_even, m_odd);
         if (level > 1)
             interleave(m_even, m_odd, pairs, m_low);
         low = m_low;
