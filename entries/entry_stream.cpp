@@ -3,13 +3,12 @@
 #include "entries/data_entry_property_p.h"
 #include "entries/entry_registration.h"
 #include "entries/log.h"
+#include "entries/wire_variant.h"
 
 #include <QBuffer>
 
 #include <algorithm>
-#include <bit>
 #include <limits>
-#include <optional>
 #include <vector>
 
 namespace CommonNOX
@@ -18,9 +17,8 @@ namespace CommonNOX
 namespace
 {
 
-constexpr qint64 SmallestVariant = 5;
 // A record is at least a name, a value, a flag, an icon and a description.
-constexpr qint64 SmallestRecord = 4 + SmallestVariant + 1 + 4 + 4;
+constexpr qint64 SmallestRecord = 4 + 5 + 1 + 4 + 4;
 constexpr qint64 FirstWindow = 64 * 1024;
 
 /// What stands before an entry's records.
@@ -108,93 +106,6 @@ bool walkWindow(QDataStream &stream, Window &window, Walk walk)
                                                                          : QDataStream::ReadCorruptData);
         return false;
     }
-}
-
-void copyFormat(const QDataStream &from, QDataStream &to)
-{
-    to.setVersion(from.version());
-    to.setByteOrder(from.byteOrder());
-    to.setFloatingPointPrecision(from.floatingPointPrecision());
-}
-
-QVariant readVariant(WireCursor &cursor, const QDataStream &format);
-
-template <class T>
-T take(WireCursor &cursor)
-{
-    T value{};
-    cursor.read(value);
-    return value;
-}
-
-QVariantList readList(WireCursor &cursor, const QDataStream &format)
-{
-    QVariantList values;
-    quint32 count = 0;
-    if (!cursor.readCount(count, SmallestVariant))
-        return values;
-    values.reserve(int(count));
-    for (quint32 i = 0; i < count; ++i)
-        values.append(readVariant(cursor, format));
-    return values;
-}
-
-/// The common values, without a detour through a stream; nothing for any other.
-std::optional<QVariant> readCommon(WireCursor &cursor, const QDataStream &format)
-{
-    const WireCursor::Level level(cursor);
-    if (!level)
-        return std::nullopt;
-    const auto type = take<quint32>(cursor);
-    if (take<quint8>(cursor) != 0)
-        return std::nullopt;
-    switch (type) {
-    case QMetaType::UnknownType:
-        return QVariant();
-    case QMetaType::Bool:
-        return QVariant(take<quint8>(cursor) != 0);
-    case QMetaType::Int:
-        return QVariant(int(take<quint32>(cursor)));
-    case QMetaType::UInt:
-        return QVariant(take<quint32>(cursor));
-    case QMetaType::LongLong:
-        return QVariant(take<qint64>(cursor));
-    case QMetaType::ULongLong:
-        return QVariant(quint64(take<qint64>(cursor)));
-    case QMetaType::Double:
-        if (cursor.getRealSize() == sizeof(double))
-            return QVariant(std::bit_cast<double>(take<qint64>(cursor)));
-        return std::nullopt;
-    case QMetaType::QString:
-        return QVariant(take<QString>(cursor));
-    case QMetaType::QVariantList:
-        return QVariant(readList(cursor, format));
-    case QMetaType::User: {
-        const PayloadType *payload = cursor.readPayloadType();
-        return payload && payload->decode ? std::optional(payload->decode(cursor, format)) : std::nullopt;
-    }
-    default:
-        return std::nullopt;
-    }
-}
-
-/// Of bytes that were checked.
-QVariant readVariant(WireCursor &cursor, const QDataStream &format)
-{
-    WireCursor ahead = cursor;
-    if (std::optional<QVariant> common = readCommon(ahead, format)) {
-        cursor = ahead;
-        return std::move(*common);
-    }
-    const char *data = cursor.getData();
-    const qint64 begin = cursor.getPosition();
-    QVariant value;
-    if (!cursor.skipVariant())
-        return value;
-    QDataStream stream(QByteArray::fromRawData(data, int(cursor.getPosition() - begin)));
-    copyFormat(format, stream);
-    stream >> value;
-    return value;
 }
 
 /// Values hold entries by pointer, so a ring of them would be written without end.
@@ -302,7 +213,7 @@ void EntryStream::TakeRecords(WireCursor &cursor, qint64 count, const QDataStrea
             cursor.read(name);
         const auto property = entry.m_properties.constFind(name);
         if (property != entry.m_properties.constEnd())
-            property->setValue(readVariant(cursor, format));
+            property->setValue(ReadVariant(cursor, format));
         else
             cursor.skipVariant();
         skipTraits(cursor);
@@ -341,11 +252,14 @@ DataEntryPtr EntryStream::ReadAny(QDataStream &stream)
         QList<DataEntryProperty> properties;
         WireCursor cursor = records;
         for (qint64 i = 0; i < head.count; ++i) {
-            const auto name = take<QString>(cursor);
+            QString name, description;
+            quint8 isSearchable = 0;
+            cursor.read(name);
             cursor.skipVariant();
-            const bool isSearchable = take<quint8>(cursor) != 0;
+            cursor.read(isSearchable);
             cursor.skipIcon();
-            properties.append(DataEntryProperty(name, {}, isSearchable, {}, take<QString>(cursor), {}));
+            cursor.read(description);
+            properties.append(DataEntryProperty(name, {}, isSearchable != 0, {}, description, {}));
         }
         entry = std::make_shared<DataEntry>(head.guid, properties);
     }
