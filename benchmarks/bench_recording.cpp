@@ -240,7 +240,7 @@ Contest seekAgainstReading()
     const auto chance = std::make_shared<std::mt19937>(1);
     const qint64 last = QFileInfo(largeFile().path).size() - largeFile().blockBytes;
     constexpr unsigned Seconds = BlocksOfLargeFile / Channels / 50;
-    // So many in turn, as whoever looks for something does: the first ones find the caches full of the other side's.
+    // So many in turn that each side is measured with its own in the caches: the first ones find the other side's.
     constexpr int Seeks = 100;
     const auto seek = [importer, chance] {
         for (int i = 0; i < Seeks; ++i) {

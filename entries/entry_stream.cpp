@@ -18,7 +18,7 @@ namespace
 {
 
 // A record is at least a name, a value, a flag, an icon and a description.
-constexpr qint64 SmallestRecord = 4 + 5 + 1 + 4 + 4;
+constexpr qint64 SmallestRecord = 4 + WireCursor::SmallestVariant + 1 + 4 + 4;
 constexpr qint64 FirstWindow = 64 * 1024;
 
 /// What stands before an entry's records.

@@ -17,8 +17,7 @@ namespace CommonNOX
 namespace
 {
 
-// A variant is at least its type id and its null flag, an entry's text at least its length.
-constexpr qint64 SmallestVariant = 5;
+// A text is at least its length.
 constexpr qint64 SmallestString = 4;
 
 struct Payloads

@@ -24,6 +24,8 @@ class NOX_EXPORT WireCursor
 public:
     /// Nested lists, maps and entries deeper than this are refused: Qt decodes by recursion.
     static constexpr int MaximumDepth = 64;
+    /// Bytes of the shortest variant: its type and its null flag.
+    static constexpr qint64 SmallestVariant = 5;
 
     enum class State {
         Good,

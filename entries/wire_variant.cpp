@@ -11,8 +11,6 @@ namespace CommonNOX
 namespace
 {
 
-constexpr qint64 SmallestVariant = 5;
-
 void copyFormat(const QDataStream &from, QDataStream &to)
 {
     to.setVersion(from.version());
@@ -32,7 +30,7 @@ QVariantList readList(WireCursor &cursor, const QDataStream &format)
 {
     QVariantList values;
     quint32 count = 0;
-    if (!cursor.readCount(count, SmallestVariant))
+    if (!cursor.readCount(count, WireCursor::SmallestVariant))
         return values;
     values.reserve(int(count));
     for (quint32 i = 0; i < count; ++i)

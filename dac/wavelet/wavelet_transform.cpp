@@ -151,19 +151,20 @@ void apply(const Filter &filter, const double *x, const double *y, qint64 count,
 {
     constexpr int Vectors = 4;
     constexpr qint64 Width = 4;
-    const Filter taps = filter;
+    // A copy, which nothing that is written can be part of.
+    const Filter own = filter;
     qint64 k = 0;
     for (; k + Vectors * Width <= count; k += Vectors * Width) {
         Four sumOfFirst[Vectors] = {};
         Four sumOfSecond[Vectors] = {};
-        for (qint64 m = 0; m < taps.taps; ++m) {
+        for (qint64 m = 0; m < own.taps; ++m) {
             for (int i = 0; i < Vectors; ++i) {
                 Four xs = *reinterpret_cast<const FourAnywhere *>(x + k - m + i * Width);
                 Four ys = *reinterpret_cast<const FourAnywhere *>(y + k - m + i * Width);
                 // Keeps them in registers.
                 asm("" : "+x"(xs), "+x"(ys));
-                sumOfFirst[i] += taps.a0[m] * xs + taps.a1[m] * ys;
-                sumOfSecond[i] += taps.b0[m] * xs + taps.b1[m] * ys;
+                sumOfFirst[i] += own.a0[m] * xs + own.a1[m] * ys;
+                sumOfSecond[i] += own.b0[m] * xs + own.b1[m] * ys;
             }
         }
         for (int i = 0; i < Vectors; ++i) {
@@ -171,7 +172,7 @@ void apply(const Filter &filter, const double *x, const double *y, qint64 count,
             *reinterpret_cast<FourAnywhere *>(second + k + i * Width) = sumOfSecond[i];
         }
     }
-    taps.applyFrom(k, x, y, count, first, second);
+    own.applyFrom(k, x, y, count, first, second);
 }
 #endif
 
